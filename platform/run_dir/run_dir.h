@@ -1,0 +1,42 @@
+/*
+ * Where "/run" is, and sockets in it.
+ *
+ * All of the camera's sockets have fixed names under /run. So that tests and unprivileged users can have
+ * systems of their own side by side, the environment variable STRELL_RUN_DIR, when set, takes the place of
+ * "/run" in each of them. Used by every library and server of the development platform; there is no other
+ * such knob.
+ *
+ * Threads: any. Results: negative errno values for failure.
+ */
+#ifndef PLATFORM_RUN_DIR_H
+#define PLATFORM_RUN_DIR_H
+
+#include <sys/socket.h>
+#include <sys/un.h>
+
+/*
+ * Fills a socket address for a path that begins with "/run/". Reads the environment, never changes it.
+ * Result: the address length for bind and connect; -EINVAL for another kind of path; -ENAMETOOLONG when the
+ * path does not fit into a socket address (107 bytes).
+ */
+int run_dir_address(const char *path, sockaddr_un *address);
+
+/*
+ * Opens a listening socket of `type` (SOCK_STREAM, SOCK_SEQPACKET) at `path`: non-blocking, close-on-exec. A
+ * socket file that a crashed process left there is replaced; two processes that start at the same moment
+ * cannot take the path from each other.
+ *
+ * Result: the descriptor; -EADDRINUSE when a living process serves the path; -EEXIST when something that is
+ * no socket stands there (it is left alone); another negative errno value when the directory is missing and
+ * so on.
+ */
+int run_dir_listen(const char *path, int type, int backlog);
+
+/*
+ * Connects a new socket of `type` to `path`: close-on-exec, blocking. Waits for room in the server's backlog
+ * up to `timeout_ms`. Result: the descriptor; -ENOENT or -ECONNREFUSED when nobody serves the path;
+ * -ETIMEDOUT.
+ */
+int run_dir_connect(const char *path, int type, int timeout_ms);
+
+#endif
