@@ -1,0 +1,429 @@
+// The loop side of a channel (libshbfev.h): the listening socket, what peers say, and the callbacks.
+//
+// A peer that connects is a Peer from its first byte on; after its Hello it is a receiver too
+// (Peer::receiver), and only then do callbacks know it. A peer costs a descriptor, so those that do not say
+// Hello in time are dropped. Frames do not pass through here: producers send them from their own threads
+// (channel.cpp) and leave a note in Receiver::error, with a wake-up, when one could not be sent. Callbacks
+// may change the peer list under a walk only in one way: a peer is dropped after its own callback.
+
+#include "libshbfev.h"
+
+#include "run_dir/run_dir.h"
+#include "shbf/channel.h"
+#include "shbf/packet.h"
+
+#include <errno.h>
+#include <ev.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace shbf;
+
+namespace {
+
+constexpr int backlog = 32;
+constexpr uint32_t peers_max = receivers_max + 16; // room for those that shake hands or only ask
+constexpr ev_tstamp hello_timeout_s = 2.0;
+constexpr ev_tstamp accept_pause_s = 0.1; // when descriptors are short
+constexpr int packets_per_turn = 16;      // of one peer, before others have their turn
+constexpr int event_codes = 6;
+
+struct Peer {
+    ev_io io;
+    ev_timer hello_timeout;
+    shbfev_brd_t *brd;
+    Receiver *receiver; // null before its Hello
+    Peer *previous;
+    Peer *next;
+};
+
+struct Handler {
+    shbfev_callback callback;
+    void *user;
+};
+
+} // namespace
+
+static_assert(SHBF_MESSAGE_MAX == message_max);
+
+struct shbfev_brd {
+    Channel channel;
+    char *path;           // as given, under /run
+    sockaddr_un address;  // where that is
+    struct stat identity; // of the socket file that we made
+    struct ev_loop *loop; // null when not started
+    ev_io listener;
+    ev_io wake;
+    ev_stat path_watch;
+    ev_timer accept_pause;
+    Handler handlers[event_codes];
+    Peer *peers;
+    uint32_t peer_count;
+    uint8_t *packet; // one packet at a time, and a zero behind it
+};
+
+namespace {
+
+// ---- callbacks ----
+
+template <typename Callback>
+Callback handler(const shbfev_brd_t *brd, int code) {
+    return reinterpret_cast<Callback>(brd->handlers[code].callback);
+}
+
+void tell_receiver(shbfev_brd_t *brd, int code, int32_t receiver) {
+    const auto callback = handler<shbfev_receiver_callback>(brd, code);
+    if (callback != nullptr) {
+        callback(brd->handlers[code].user, receiver);
+    }
+}
+
+/* True when the receiver stays. */
+bool tell_error(shbfev_brd_t *brd, int32_t receiver, int error) {
+    const auto callback = handler<shbfev_error_callback>(brd, SHBFEV_RECEIVER_ERROR);
+    if (callback == nullptr) {
+        return error == EAGAIN;
+    }
+    return callback(brd->handlers[SHBFEV_RECEIVER_ERROR].user, receiver, error) < 0;
+}
+
+void tell_message(shbfev_brd_t *brd, int32_t receiver, const void *bytes, uint32_t length) {
+    const auto callback = handler<shbfev_message_callback>(brd, SHBFEV_MESSAGE);
+    if (callback != nullptr) {
+        callback(brd->handlers[SHBFEV_MESSAGE].user, receiver, bytes, static_cast<int32_t>(length));
+    }
+}
+
+// ---- peers ----
+
+enum class Goodbye { told, silent };
+
+void drop_peer(Peer *peer, Goodbye goodbye) {
+    shbfev_brd_t *brd = peer->brd;
+    const int fd = peer->io.fd;
+    ev_io_stop(brd->loop, &peer->io);
+    ev_timer_stop(brd->loop, &peer->hello_timeout);
+    (peer->previous == nullptr ? brd->peers : peer->previous->next) = peer->next;
+    if (peer->next != nullptr) {
+        peer->next->previous = peer->previous;
+    }
+    --brd->peer_count;
+    Receiver *receiver = peer->receiver;
+    free(peer);
+    const int32_t id = receiver == nullptr ? 0 : receiver->id;
+    if (receiver != nullptr) {
+        shbf_channel_detach(&brd->channel, receiver);
+    }
+    close(fd);
+    if (id != 0 && goodbye == Goodbye::told) {
+        tell_receiver(brd, SHBFEV_RECEIVER_CLOSED, id);
+    }
+}
+
+void drop_all_peers(shbfev_brd_t *brd) {
+    while (brd->peers != nullptr) {
+        drop_peer(brd->peers, Goodbye::silent);
+    }
+}
+
+void refuse(Peer *peer, int error) {
+    const Refused packet = {Kind::refused, error};
+    packet_send(peer->io.fd, &packet, sizeof packet, -1);
+    drop_peer(peer, Goodbye::silent);
+}
+
+/* The first packet of a peer. False when the peer is gone. */
+bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
+    shbfev_brd_t *brd = peer->brd;
+    Hello hello{};
+    if (length == sizeof hello) {
+        memcpy(&hello, bytes, sizeof hello);
+    }
+    if (hello.kind != Kind::hello || hello.magic != wire_magic) {
+        drop_peer(peer, Goodbye::silent);
+        return false;
+    }
+    if (hello.version != wire_version || hello.role > Role::query) {
+        refuse(peer, EPROTONOSUPPORT);
+        return false;
+    }
+    if (hello.role == Role::query) {
+        Info info;
+        shbf_channel_describe(&brd->channel, &info);
+        packet_send(peer->io.fd, &info, sizeof info, -1);
+        drop_peer(peer, Goodbye::silent);
+        return false;
+    }
+    const int result = shbf_channel_attach(&brd->channel, peer->io.fd, hello.window, &peer->receiver);
+    if (result < 0) {
+        refuse(peer, -result);
+        return false;
+    }
+    ev_timer_stop(brd->loop, &peer->hello_timeout);
+    tell_receiver(brd, SHBFEV_RECEIVER_NEW, peer->receiver->id);
+    return true;
+}
+
+/* A packet of an attached receiver. The answer is 0 or what is wrong with it. */
+int take_message(const Peer *peer, const uint8_t *bytes, int length) {
+    Message record;
+    if (length < static_cast<int>(sizeof record)) {
+        return EPROTO;
+    }
+    memcpy(&record, bytes, sizeof record);
+    if (record.kind != Kind::message || record.length != static_cast<uint32_t>(length) - sizeof record) {
+        return EPROTO;
+    }
+    tell_message(peer->brd, peer->receiver->id, bytes + sizeof record, record.length);
+    return 0;
+}
+
+/* One packet. False when the peer is gone or has nothing more to say. */
+bool serve_packet(Peer *peer) {
+    shbfev_brd_t *brd = peer->brd;
+    const int length = packet_receive(peer->io.fd, brd->packet, packet_max, nullptr, false);
+    if (length == -EAGAIN || length == -EINTR) {
+        return false;
+    }
+    if (length == 0 || (length < 0 && length != -EMSGSIZE)) {
+        drop_peer(peer, Goodbye::told);
+        return false;
+    }
+    if (length > 0) {
+        brd->packet[length] = 0;
+    }
+    if (peer->receiver == nullptr) {
+        return take_hello(peer, brd->packet, length);
+    }
+    const int error = length < 0 ? EMSGSIZE : take_message(peer, brd->packet, length);
+    if (error != 0 && !tell_error(brd, peer->receiver->id, error)) {
+        drop_peer(peer, Goodbye::told);
+        return false;
+    }
+    return true;
+}
+
+void on_peer(struct ev_loop * /*loop*/, ev_io *watcher, int /*revents*/) {
+    Peer *peer = static_cast<Peer *>(watcher->data);
+    for (int i = 0; i < packets_per_turn && serve_packet(peer); ++i) {
+    }
+}
+
+void on_hello_timeout(struct ev_loop * /*loop*/, ev_timer *watcher, int /*revents*/) {
+    drop_peer(static_cast<Peer *>(watcher->data), Goodbye::silent);
+}
+
+/* A producer could not send to somebody. */
+void on_wake(struct ev_loop * /*loop*/, ev_io *watcher, int /*revents*/) {
+    shbfev_brd_t *brd = static_cast<shbfev_brd_t *>(watcher->data);
+    uint64_t count;
+    if (read(watcher->fd, &count, sizeof count) < 0) {
+        return;
+    }
+    Peer *next = nullptr;
+    for (Peer *peer = brd->peers; peer != nullptr; peer = next) {
+        next = peer->next;
+        Receiver *receiver = peer->receiver;
+        const int error = receiver == nullptr ? 0 : receiver->error.exchange(0, std::memory_order_acq_rel);
+        if (error != 0 && !tell_error(brd, receiver->id, error)) {
+            drop_peer(peer, Goodbye::told);
+        }
+    }
+}
+
+// ---- the listening socket ----
+
+void server_closed(shbfev_brd_t *brd) {
+    ev_io_stop(brd->loop, &brd->listener);
+    ev_timer_stop(brd->loop, &brd->accept_pause);
+    ev_stat_stop(brd->loop, &brd->path_watch);
+    drop_all_peers(brd);
+    const auto callback = handler<shbfev_server_callback>(brd, SHBFEV_SERVER_CLOSED);
+    if (callback != nullptr) {
+        callback(brd->handlers[SHBFEV_SERVER_CLOSED].user);
+    }
+}
+
+void add_peer(shbfev_brd_t *brd, int fd) {
+    Peer *peer = brd->peer_count < peers_max ? static_cast<Peer *>(calloc(1, sizeof(Peer))) : nullptr;
+    if (peer == nullptr) {
+        close(fd);
+        return;
+    }
+    peer->brd = brd;
+    peer->next = brd->peers;
+    if (peer->next != nullptr) {
+        peer->next->previous = peer;
+    }
+    brd->peers = peer;
+    ++brd->peer_count;
+    ev_io_init(&peer->io, on_peer, fd, EV_READ);
+    ev_timer_init(&peer->hello_timeout, on_hello_timeout, hello_timeout_s, 0.0);
+    peer->io.data = peer->hello_timeout.data = peer;
+    ev_io_start(brd->loop, &peer->io);
+    ev_timer_start(brd->loop, &peer->hello_timeout);
+}
+
+void on_connection(struct ev_loop *loop, ev_io *watcher, int /*revents*/) {
+    shbfev_brd_t *brd = static_cast<shbfev_brd_t *>(watcher->data);
+    const int fd = accept4(watcher->fd, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd >= 0) {
+        add_peer(brd, fd);
+        return;
+    }
+    switch (errno) {
+    case EAGAIN:
+    case EINTR:
+    case ECONNABORTED:
+        break;
+    case EMFILE:
+    case ENFILE:
+    case ENOBUFS:
+    case ENOMEM:
+        // The connection waits in the backlog, and would wake the loop again at once.
+        ev_io_stop(loop, watcher);
+        ev_timer_start(loop, &brd->accept_pause);
+        break;
+    default:
+        server_closed(brd);
+        break;
+    }
+}
+
+void on_accept_pause_over(struct ev_loop *loop, ev_timer *watcher, int /*revents*/) {
+    shbfev_brd_t *brd = static_cast<shbfev_brd_t *>(watcher->data);
+    ev_io_start(loop, &brd->listener);
+}
+
+bool path_is_ours(const shbfev_brd_t *brd) {
+    struct stat now;
+    return lstat(brd->address.sun_path, &now) == 0 && now.st_ino == brd->identity.st_ino &&
+           now.st_dev == brd->identity.st_dev;
+}
+
+void on_path_changed(struct ev_loop * /*loop*/, ev_stat *watcher, int /*revents*/) {
+    shbfev_brd_t *brd = static_cast<shbfev_brd_t *>(watcher->data);
+    if (!path_is_ours(brd)) {
+        server_closed(brd);
+    }
+}
+
+void start_watchers(struct ev_loop *loop, shbfev_brd_t *brd, int listener, int wake) {
+    brd->loop = loop;
+    ev_io_init(&brd->listener, on_connection, listener, EV_READ);
+    ev_io_init(&brd->wake, on_wake, wake, EV_READ);
+    ev_stat_init(&brd->path_watch, on_path_changed, brd->address.sun_path, 0.0);
+    ev_timer_init(&brd->accept_pause, on_accept_pause_over, accept_pause_s, 0.0);
+    brd->listener.data = brd->wake.data = brd->path_watch.data = brd->accept_pause.data = brd;
+    ev_io_start(loop, &brd->listener);
+    ev_io_start(loop, &brd->wake);
+    ev_stat_start(loop, &brd->path_watch);
+}
+
+} // namespace
+
+PLATFORM_API shbfev_brd_t *shbfev_brd_create(const char *path) {
+    sockaddr_un address;
+    const int length = run_dir_address(path, &address);
+    if (length < 0) {
+        errno = -length;
+        return nullptr;
+    }
+    shbfev_brd_t *brd = static_cast<shbfev_brd_t *>(calloc(1, sizeof(shbfev_brd_t)));
+    char *copy = strdup(path);
+    uint8_t *packet = static_cast<uint8_t *>(malloc(packet_max + 1));
+    if (brd == nullptr || copy == nullptr || packet == nullptr) {
+        free(brd);
+        free(copy);
+        free(packet);
+        return nullptr;
+    }
+    brd->address = address;
+    brd->path = copy;
+    brd->packet = packet;
+    shbf_channel_init(&brd->channel);
+    return brd;
+}
+
+PLATFORM_API int32_t shbfev_brd_event(shbfev_brd_t *brd, int32_t code, shbfev_callback callback, void *user) {
+    if (brd == nullptr || code < SHBFEV_SERVER_CLOSED || code > SHBFEV_MESSAGE) {
+        return -EINVAL;
+    }
+    brd->handlers[code] = {callback, user};
+    return 0;
+}
+
+PLATFORM_API int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd) {
+    if (brd == nullptr || loop == nullptr || brd->loop != nullptr || brd->packet == nullptr) {
+        return -EINVAL;
+    }
+    const int listener = run_dir_listen(brd->path, SOCK_SEQPACKET, backlog);
+    if (listener < 0) {
+        return listener;
+    }
+    const int wake = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+    if (wake < 0 || lstat(brd->address.sun_path, &brd->identity) != 0) {
+        const int error = errno;
+        if (wake >= 0) {
+            close(wake);
+        }
+        close(listener);
+        unlink(brd->address.sun_path);
+        return -error;
+    }
+    start_watchers(loop, brd, listener, wake);
+    shbf_channel_set_wake(&brd->channel, wake);
+    return 0;
+}
+
+PLATFORM_API void *shbfev_brd_alloc(shbfev_brd_t *brd, uint32_t size) {
+    return brd == nullptr ? nullptr : shbf_channel_alloc(&brd->channel, size);
+}
+
+PLATFORM_API int32_t shbfev_brd_broadcast(shbfev_brd_t *brd, void *buffer) {
+    return brd == nullptr ? -EINVAL : shbf_channel_broadcast(&brd->channel, buffer);
+}
+
+PLATFORM_API int32_t shbfev_brd_send(shbfev_brd_t *brd, int32_t receiver, void *buffer) {
+    return brd == nullptr ? -EINVAL : shbf_channel_send(&brd->channel, receiver, buffer);
+}
+
+PLATFORM_API int32_t shbfev_brd_send_message(shbfev_brd_t *brd, int32_t receiver, const void *bytes,
+                                             int32_t length) {
+    if (receiver <= 0) {
+        return brd == nullptr ? -EINVAL : -ENOENT;
+    }
+    return brd == nullptr ? -EINVAL : shbf_channel_message(&brd->channel, receiver, bytes, length);
+}
+
+PLATFORM_API int32_t shbfev_brd_broadcast_message(shbfev_brd_t *brd, const void *bytes, int32_t length) {
+    return brd == nullptr ? -EINVAL : shbf_channel_message(&brd->channel, everyone, bytes, length);
+}
+
+PLATFORM_API void shbfev_brd_destroy(shbfev_brd_t *brd) {
+    if (brd == nullptr || brd->packet == nullptr) {
+        return;
+    }
+    if (brd->loop != nullptr) {
+        ev_io_stop(brd->loop, &brd->listener);
+        ev_io_stop(brd->loop, &brd->wake);
+        ev_stat_stop(brd->loop, &brd->path_watch);
+        ev_timer_stop(brd->loop, &brd->accept_pause);
+        drop_all_peers(brd);
+        if (path_is_ours(brd)) {
+            unlink(brd->address.sun_path);
+        }
+        close(brd->listener.fd);
+        shbf_channel_set_wake(&brd->channel, -1);
+    }
+    shbf_channel_close(&brd->channel);
+    free(brd->path);
+    free(brd->packet);
+    brd->path = nullptr;
+    brd->packet = nullptr; // the mark of a destroyed channel
+}

@@ -1,0 +1,136 @@
+// The blocking receiver, and asking a channel about itself.
+
+#include "shbf/link.h"
+#include "shbf/packet.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <stdlib.h>
+#include <string.h>
+#include <time.h>
+
+using namespace shbf;
+
+struct shbf_rcv {
+    Link link;
+};
+
+namespace {
+
+constexpr int attach_timeout_default_ms = 2000;
+
+int64_t now_ms() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+/* Waits until `fd` is readable: 1, 0 when `deadline_ms` has passed, or a negative errno value. */
+int wait_readable(int fd, int64_t deadline_ms) {
+    const int64_t left = deadline_ms - now_ms();
+    pollfd poller = {fd, POLLIN, 0};
+    const int ready = poll(&poller, 1, left > 0 ? static_cast<int>(left) : 0);
+    return ready < 0 ? -errno : ready;
+}
+
+int attach(Link *link, const char *path, uint32_t window, int timeout_ms) {
+    const int64_t deadline_ms = now_ms() + timeout_ms;
+    int result = shbf_link_open(link, path, Role::receiver, window, timeout_ms);
+    while (result == 0 && !link->attached) {
+        result = wait_readable(link->fd, deadline_ms);
+        if (result == 0) {
+            return -ETIMEDOUT;
+        }
+        if (result > 0) {
+            shbf_event_t unexpected;
+            result = shbf_link_receive(link, &unexpected, false);
+        }
+        if (result == -EINTR || result == -EAGAIN) {
+            result = 0;
+        }
+    }
+    return result > 0 ? -EPROTO : result;
+}
+
+} // namespace
+
+PLATFORM_API shbf_rcv_t *shbf_rcv_open(const char *path, const shbf_rcv_options_t *options) {
+    shbf_rcv_t *receiver = static_cast<shbf_rcv_t *>(calloc(1, sizeof(shbf_rcv_t)));
+    if (receiver == nullptr) {
+        return nullptr;
+    }
+    const uint32_t timeout_ms = options == nullptr ? 0 : options->attach_timeout_ms;
+    const int result = attach(&receiver->link, path, options == nullptr ? 0 : options->window,
+                              timeout_ms == 0 ? attach_timeout_default_ms : static_cast<int>(timeout_ms));
+    if (result < 0) {
+        shbf_link_close(&receiver->link);
+        free(receiver);
+        errno = -result;
+        return nullptr;
+    }
+    return receiver;
+}
+
+PLATFORM_API int32_t shbf_rcv_fd(const shbf_rcv_t *receiver) {
+    return receiver->link.fd;
+}
+
+// One system call for each frame when waiting for ever (the socket itself waits), two with a deadline.
+PLATFORM_API int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, int32_t timeout_ms) {
+    const bool for_ever = timeout_ms < 0;
+    const int64_t deadline_ms = timeout_ms <= 0 ? 0 : now_ms() + timeout_ms;
+    int result = 0;
+    while (result == 0) {
+        if (timeout_ms > 0) {
+            const int ready = wait_readable(receiver->link.fd, deadline_ms);
+            if (ready <= 0) {
+                return ready;
+            }
+        }
+        result = shbf_link_receive(&receiver->link, event, for_ever);
+        if (result == -EAGAIN) {
+            // Nothing there: for who does not wait, the answer; for who does, another thread was faster.
+            result = 0;
+            if (timeout_ms == 0) {
+                break;
+            }
+        }
+    }
+    return result;
+}
+
+PLATFORM_API void shbf_rcv_release(shbf_rcv_t *receiver, const shbf_frame_t *frame) {
+    shbf_link_release(&receiver->link, frame);
+}
+
+PLATFORM_API int32_t shbf_rcv_send(shbf_rcv_t *receiver, const void *bytes, uint32_t length) {
+    return shbf_link_send(&receiver->link, bytes, length);
+}
+
+PLATFORM_API void shbf_rcv_close(shbf_rcv_t *receiver) {
+    if (receiver != nullptr) {
+        shbf_link_close(&receiver->link);
+        free(receiver);
+    }
+}
+
+PLATFORM_API int32_t shbf_channel_query(const char *path, shbf_channel_info_t *info, int32_t timeout_ms) {
+    const int64_t deadline_ms = now_ms() + timeout_ms;
+    Link link;
+    int result = shbf_link_open(&link, path, Role::query, 0, timeout_ms);
+    if (result == 0) {
+        result = wait_readable(link.fd, deadline_ms);
+        result = result == 0 ? -ETIMEDOUT : result;
+    }
+    if (result > 0) {
+        Info answer;
+        const int length = packet_receive(link.fd, &answer, sizeof answer, nullptr, false);
+        result = length == static_cast<int>(sizeof answer) && answer.kind == Kind::info ? 0 : -EPROTO;
+        if (result == 0) {
+            *info = {answer.receivers,  answer.published, answer.skipped, answer.arena_bytes,
+                     answer.arena_used, answer.buffers,   answer.pid};
+        }
+    }
+    shbf_link_close(&link);
+    return result;
+}
