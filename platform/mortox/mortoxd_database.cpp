@@ -1,0 +1,269 @@
+// Opening a file is the delicate part. SQLite takes a file of zero bytes for a new database, and then even
+// throws a write-ahead log beside it away; so a new database is made complete under another name and renamed,
+// and an empty file is damage. Checkpointing at close is off until the contents are found good: what cannot
+// be read is left byte for byte as it was found.
+
+#include "mortox/mortoxd_database.h"
+
+#include "mortox/mortoxd_report.h"
+#include "mortox/mortoxd_sql.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr long application_id = 0x4d525458; // "MRTX"
+constexpr long layout_version = 1;
+
+const char *const advice =
+    ". Nothing was changed. Restore the file from a copy, or move it (and what stands beside it as FILE-wal) "
+    "away to begin with an empty store";
+
+[[noreturn]] void unusable(const std::string &name_space, const std::string &path, const std::string &why) {
+    throw StartError(ExitCode::no_database, name_space + ": cannot use " + path + ": " + why);
+}
+
+bool exists(const std::string &path) {
+    struct stat status {};
+    return lstat(path.c_str(), &status) == 0;
+}
+
+// The directory of a file, open and locked against another server that makes the same file.
+class LockedDirectory {
+  public:
+    explicit LockedDirectory(const std::string &file) {
+        const size_t slash = file.rfind('/');
+        const std::string path = slash == std::string::npos ? "." : file.substr(0, slash + 1);
+        fd_ = open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd_ < 0 || flock(fd_, LOCK_EX) != 0) {
+            const int error = errno;
+            close(fd_);
+            throw std::runtime_error("its directory cannot be opened: " + std::string(strerror(error)));
+        }
+        if (access(path.c_str(), W_OK) != 0) { // also a file that exists needs it, for its log
+            close(fd_);
+            throw std::runtime_error("its directory cannot be written by this user");
+        }
+    }
+    ~LockedDirectory() { close(fd_); }
+    LockedDirectory(const LockedDirectory &) = delete;
+    LockedDirectory &operator=(const LockedDirectory &) = delete;
+
+    void sync() const {
+        if (fsync(fd_) != 0) {
+            throw std::runtime_error("its directory cannot be synced: " + std::string(strerror(errno)));
+        }
+    }
+
+  private:
+    int fd_ = -1;
+};
+
+void make_tables(sqlite3 *connection) {
+    execute(connection, "CREATE TABLE setting ("
+                        " section TEXT NOT NULL,"
+                        " key TEXT NOT NULL,"
+                        " value TEXT NOT NULL,"
+                        " PRIMARY KEY (section, key)"
+                        ") STRICT, WITHOUT ROWID");
+    execute(connection, ("PRAGMA application_id = " + std::to_string(application_id)).c_str());
+    execute(connection, ("PRAGMA user_version = " + std::to_string(layout_version)).c_str());
+}
+
+// 16 MiB of settings are a mistake, not settings: a client in a loop shall not fill the disk or the memory.
+void limit_size(sqlite3 *connection) {
+    execute(connection, "PRAGMA max_page_count = 4096");
+}
+
+void make_complete_file(const std::string &path) {
+    sqlite3 *connection = nullptr;
+    const int result =
+        sqlite3_open_v2(path.c_str(), &connection, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, nullptr);
+    const std::unique_ptr<sqlite3, int (*)(sqlite3 *)> owner(connection, sqlite3_close);
+    if (result != SQLITE_OK) {
+        throw SqlError(connection, result);
+    }
+    execute(connection, "PRAGMA synchronous = EXTRA");
+    execute(connection, "BEGIN");
+    make_tables(connection);
+    execute(connection, "COMMIT");
+}
+
+void make_file(const std::string &path) {
+    const std::string unfinished = path + ".new";
+    unlink(unfinished.c_str());
+    unlink((unfinished + "-journal").c_str());
+    make_complete_file(unfinished);
+    if (rename(unfinished.c_str(), path.c_str()) != 0) {
+        throw std::runtime_error("it cannot be named: " + std::string(strerror(errno)));
+    }
+}
+
+void make_file_if_missing(const std::string &name_space, const std::string &path) {
+    try {
+        const LockedDirectory directory(path);
+        if (exists(path)) {
+            return;
+        }
+        if (exists(path + "-wal")) {
+            throw std::runtime_error("it is gone, but its write-ahead log " + path +
+                                     "-wal is there: put it back, or remove that file to begin with an empty "
+                                     "store");
+        }
+        make_file(path);
+        directory.sync();
+        report(name_space + ": made " + path + ", which did not exist");
+    } catch (const std::runtime_error &error) {
+        unusable(name_space, path, error.what());
+    }
+}
+
+void check_file(const std::string &name_space, const std::string &path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0) {
+        unusable(name_space, path, strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        unusable(name_space, path, "it is no file");
+    }
+    if (access(path.c_str(), R_OK | W_OK) != 0) {
+        unusable(name_space, path, "this user may not read and write it");
+    }
+    if (status.st_size == 0) {
+        unusable(name_space, path, std::string("it is damaged (empty)") + advice);
+    }
+}
+
+} // namespace
+
+Database::Database(const std::string &name_space, const std::string &path)
+    : name_space_(name_space), persistent_(!path.empty()) {
+    sqlite3 *connection = nullptr;
+    const int result =
+        sqlite3_open_v2(persistent_ ? path.c_str() : ":memory:", &connection, SQLITE_OPEN_READWRITE, nullptr);
+    connection_.reset(connection);
+    if (result != SQLITE_OK) {
+        throw SqlError(connection, result);
+    }
+}
+
+// SQLite reads a last page that is cut off as if it ended in zeros. While there is a log, that page may be
+// one that a power cut has interrupted and the log has whole.
+void Database::check_size(const std::string &path) {
+    struct stat file {};
+    struct stat log {};
+    const bool has_log = stat((path + "-wal").c_str(), &log) == 0 && log.st_size > 0;
+    if (!has_log && stat(path.c_str(), &file) == 0 &&
+        file.st_size % query_number(connection_.get(), "PRAGMA page_size") != 0) {
+        unusable(name_space_, path, std::string("it is damaged (cut off)") + advice);
+    }
+}
+
+void Database::check_contents(const std::string &path) {
+    sqlite3 *connection = connection_.get();
+    const long version = query_number(connection, "PRAGMA user_version"); // fails on what is no database
+    check_size(path);
+    if (query_number(connection, "PRAGMA application_id") != application_id) {
+        unusable(name_space_, path, "it is a database of something else: give another FILE");
+    }
+    if (version != layout_version) {
+        unusable(name_space_, path,
+                 "it has layout " + std::to_string(version) + ", and this mortoxd knows only " +
+                     std::to_string(layout_version) + ": use the mortoxd that made it");
+    }
+    const std::string found = query_text(connection, "PRAGMA integrity_check(1)");
+    if (found != "ok") {
+        unusable(name_space_, path, "it is damaged (" + found + ")" + advice);
+    }
+    report(name_space_ + ": " + query_text(connection, "SELECT count(*) FROM setting") + " values in " +
+           path);
+}
+
+Database Database::open_file(const std::string &name_space, const std::string &path) {
+    make_file_if_missing(name_space, path);
+    check_file(name_space, path);
+    try {
+        Database database(name_space, path);
+        sqlite3 *connection = database.connection_.get();
+        sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+        execute(connection, "PRAGMA locking_mode = EXCLUSIVE"); // before the first access: no shared memory
+        database.check_contents(path);
+        if (query_text(connection, "PRAGMA journal_mode = WAL") != "wal") {
+            unusable(name_space, path, "it cannot be written: check its permissions and the file system");
+        }
+        execute(connection, "PRAGMA synchronous = FULL");
+        execute(connection, "PRAGMA wal_autocheckpoint = 64"); // keeps the log at some 256 KiB
+        limit_size(connection);
+        sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+        return database;
+    } catch (const SqlError &error) {
+        if (error.code() == SQLITE_BUSY) {
+            unusable(name_space, path, "another process uses it: end that one first");
+        }
+        if (error.code() == SQLITE_CORRUPT || error.code() == SQLITE_NOTADB) {
+            unusable(name_space, path, std::string("it is damaged (") + error.what() + ")" + advice);
+        }
+        unusable(name_space, path, error.what());
+    }
+}
+
+Database Database::open_memory(const std::string &name_space) {
+    Database database(name_space, "");
+    make_tables(database.connection_.get());
+    limit_size(database.connection_.get());
+    return database;
+}
+
+std::optional<std::string> Database::get(const std::string &section, const std::string &key) {
+    try {
+        Statement statement(connection_.get(), "SELECT value FROM setting WHERE section = ?1 AND key = ?2",
+                            {section, key});
+        return statement.step() ? std::optional(statement.text(0)) : std::nullopt;
+    } catch (const SqlError &error) {
+        throw DatabaseError("cannot read " + name_space_ + ": " + error.what());
+    }
+}
+
+void Database::write(const char *sql, std::initializer_list<std::string> texts) {
+    try {
+        execute(connection_.get(), sql, texts);
+    } catch (const SqlError &error) {
+        throw DatabaseError("cannot write " + name_space_ + ", the old value stays: " + error.what());
+    }
+}
+
+void Database::set(const std::string &section, const std::string &key, const std::string &value) {
+    write("INSERT INTO setting (section, key, value) VALUES (?1, ?2, ?3)"
+          " ON CONFLICT (section, key) DO UPDATE SET value = excluded.value WHERE value <> excluded.value",
+          {section, key, value});
+}
+
+void Database::remove(const std::string &section, const std::string &key) {
+    write("DELETE FROM setting WHERE section = ?1 AND key = ?2", {section, key});
+}
+
+bool Database::list(Cursor &cursor, int items, const Visit &visit) {
+    try {
+        Statement statement(connection_.get(),
+                            "SELECT section, key, value FROM setting"
+                            " WHERE (section, key) > (?2, ?3) AND (?1 = '' OR section = ?1)"
+                            " ORDER BY section, key",
+                            {cursor.only_section, cursor.section, cursor.key});
+        int visited = 0;
+        while (visited < items && statement.step()) {
+            const Setting setting = {statement.text(0), statement.text(1), statement.text(2)};
+            visit(setting);
+            cursor.section = setting.section;
+            cursor.key = setting.key;
+            ++visited;
+        }
+        return visited == items;
+    } catch (const SqlError &error) {
+        throw DatabaseError("cannot read " + name_space_ + ": " + error.what());
+    }
+}

@@ -1,0 +1,82 @@
+/*
+ * One namespace: an SQLite database, in a file or in memory.
+ *
+ * A file is written ahead (journal mode WAL) with synchronous=FULL: a write has been synced to the disk, by
+ * one fdatasync, when set() or remove() returns. A rollback journal would take three or four syncs for the
+ * same promise, and every sync holds up all clients. The file is locked exclusively, so no second server can
+ * use it and no shared memory file appears beside it. docs/formats/settings-store.md has the layout.
+ *
+ * A file that cannot be read is never replaced: opening fails and leaves it as it is.
+ *
+ * Threads: one. Failures after opening throw DatabaseError, whose text goes to the client and to the log; the
+ * stored values are as before then.
+ */
+#ifndef MORTOX_MORTOXD_DATABASE_H
+#define MORTOX_MORTOXD_DATABASE_H
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <sqlite3.h>
+#include <stdexcept>
+#include <string>
+
+class DatabaseError : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Setting {
+    std::string section;
+    std::string key;
+    std::string value;
+};
+
+/* A place in a list, which begins before the first setting. */
+struct Cursor {
+    std::string only_section; // empty: all
+    std::string section;
+    std::string key;
+};
+
+class Database {
+  public:
+    /* Opens `path`, and makes it, readable by this user alone, when it does not exist. Throws StartError. */
+    static Database open_file(const std::string &name_space, const std::string &path);
+    static Database open_memory(const std::string &name_space);
+
+    /* Nothing when the key was never set. */
+    std::optional<std::string> get(const std::string &section, const std::string &key);
+
+    /* A value that is stored already costs no write. */
+    void set(const std::string &section, const std::string &key, const std::string &value);
+
+    /* Also when there is nothing to remove. */
+    void remove(const std::string &section, const std::string &key);
+
+    /*
+     * Visits up to `items` settings that come after the cursor, in the order of section and key as bytes, and
+     * moves the cursor behind them. Result: true when there may be more. Writes between two pieces are seen
+     * or not, as they fall behind the cursor or before it.
+     */
+    using Visit = std::function<void(const Setting &setting)>;
+    bool list(Cursor &cursor, int items, const Visit &visit);
+
+    bool persistent() const { return persistent_; }
+
+  private:
+    struct Closer {
+        void operator()(sqlite3 *connection) const { sqlite3_close(connection); }
+    };
+
+    Database(const std::string &name_space, const std::string &path);
+    void check_size(const std::string &path);
+    void check_contents(const std::string &path);
+    void write(const char *sql, std::initializer_list<std::string> texts);
+
+    std::string name_space_;
+    bool persistent_;
+    std::unique_ptr<sqlite3, Closer> connection_;
+};
+
+#endif

@@ -1,0 +1,51 @@
+/*
+ * A little of SQLite in C++: a statement that frees itself and throws SqlError.
+ *
+ * Threads: one, as the connection.
+ */
+#ifndef MORTOX_MORTOXD_SQL_H
+#define MORTOX_MORTOXD_SQL_H
+
+#include <initializer_list>
+#include <sqlite3.h>
+#include <stdexcept>
+#include <string>
+
+/* What SQLite says, with the system's reason where there is one: "disk I/O error (File too large)". */
+class SqlError : public std::runtime_error {
+  public:
+    SqlError(sqlite3 *connection, int code);
+    int code() const { return code_; } // SQLITE_..., the primary one
+
+  private:
+    int code_;
+};
+
+class Statement {
+  public:
+    /* `texts` are bound to ?1, ?2 ... and may hold any bytes but zero. */
+    Statement(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts = {});
+    ~Statement();
+    Statement(const Statement &) = delete;
+    Statement &operator=(const Statement &) = delete;
+
+    /* True when there is a row; false at the end. */
+    bool step();
+
+    /* Of the present row, from 0. */
+    std::string text(int column) const;
+    long number(int column) const;
+
+  private:
+    sqlite3 *connection_;
+    sqlite3_stmt *statement_ = nullptr;
+};
+
+/* Runs a statement to its end. */
+void execute(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts = {});
+
+/* The first column of the first row of a statement that has one. */
+std::string query_text(sqlite3 *connection, const char *sql);
+long query_number(sqlite3 *connection, const char *sql);
+
+#endif
