@@ -1,0 +1,103 @@
+#include "board/boardd/capture.h"
+
+#include "board/boardd/sample.h"
+
+#include <ctime>
+#include <stdexcept>
+#include <utility>
+
+namespace board {
+
+namespace {
+
+/* Everything behind the source. The test scene keeps its rate by itself; every other source is brought to it,
+ * which costs a frame of delay. */
+std::string tail_description(const CaptureFormat &format, bool keeps_rate) {
+    return std::string(keeps_rate ? "" : "videorate name=head skip-to-first=true ! ") + "videoconvertscale " +
+           (keeps_rate ? "name=head " : "") +
+           "add-borders=true ! "
+           "video/x-raw,format=I420,pixel-aspect-ratio=1/1,width=" +
+           std::to_string(format.width) + ",height=" + std::to_string(format.height) +
+           ",framerate=" + std::to_string(format.fps) +
+           "/1 ! "
+           "textoverlay name=overlay halignment=left valignment=top shaded-background=true font-desc=\"Sans "
+           "14\" ! "
+           "appsink name=frames enable-last-sample=false max-buffers=2 drop=true";
+}
+
+GstElement *parse_tail(const std::string &description) {
+    GError *error = nullptr;
+    GstElement *pipeline = gst_parse_launch(description.c_str(), &error);
+    if (error != nullptr) {
+        const std::string text = error->message;
+        g_error_free(error);
+        gst_clear_object(&pipeline);
+        throw std::runtime_error("cannot build the capture pipeline: " + text);
+    }
+    return pipeline;
+}
+
+/* "2026-11-21 07:16:15  #42" */
+std::string overlay_text(uint32_t frame) {
+    char text[64];
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
+    return std::string(text, length) + "  #" + std::to_string(frame);
+}
+
+} // namespace
+
+Capture::Capture(struct ev_loop *loop, const Source &source, const CaptureFormat &format, RawFrameSink &sink,
+                 Pipeline::Callbacks callbacks)
+    : format_(format), sink_(sink),
+      pipeline_(std::make_unique<Pipeline>(loop, parse_tail(tail_description(format, source.is_scene())),
+                                           std::move(callbacks))),
+      linker_(std::make_unique<SourceLinker>(source.description(format.fps), pipeline_->gst(),
+                                             pipeline_->element("head"))) {
+    GstPad *pad = gst_element_get_static_pad(pipeline_->element("overlay"), "video_sink");
+    gst_pad_add_probe(pad, GST_PAD_PROBE_TYPE_BUFFER, on_overlay, this, nullptr);
+    gst_object_unref(pad);
+    GstAppSinkCallbacks sink_callbacks{};
+    sink_callbacks.new_sample = on_sample;
+    GstElement *frames = pipeline_->element("frames");
+    gst_app_sink_set_callbacks(GST_APP_SINK(frames), &sink_callbacks, this, nullptr);
+    // What is not live (a file) is played at its own speed; what is live comes at its speed by itself.
+    pipeline_->play([frames](bool live) { g_object_set(frames, "sync", live ? FALSE : TRUE, nullptr); });
+}
+
+Capture::~Capture() {
+    pipeline_.reset(); // its threads use the other members
+}
+
+GstPadProbeReturn Capture::on_overlay(GstPad *pad, GstPadProbeInfo * /*info*/, gpointer self) {
+    GstElement *overlay = gst_pad_get_parent_element(pad);
+    const std::string text = overlay_text(static_cast<Capture *>(self)->frames());
+    g_object_set(overlay, "text", text.c_str(), nullptr);
+    gst_object_unref(overlay);
+    return GST_PAD_PROBE_OK;
+}
+
+GstFlowReturn Capture::on_sample(GstAppSink *sink, gpointer self) {
+    GstSample *sample = gst_app_sink_pull_sample(sink);
+    if (sample != nullptr) {
+        static_cast<Capture *>(self)->deliver(sample, gst_element_get_base_time(GST_ELEMENT(sink)));
+    }
+    return GST_FLOW_OK;
+}
+
+void Capture::deliver(GstSample *sample, GstClockTime base_time) {
+    const GstClockTime time = sample_time(sample);
+    GstCaps *caps = gst_caps_ref(gst_sample_get_caps(sample));
+    GstBuffer *buffer = sample_into_buffer(sample);
+    if (GST_CLOCK_TIME_IS_VALID(time)) {
+        buffer = buffer_set_time(buffer, time + base_time);
+        frames_.fetch_add(1, std::memory_order_relaxed);
+        sink_.take_raw(buffer, caps);
+    }
+    gst_caps_unref(caps);
+    gst_buffer_unref(buffer);
+}
+
+} // namespace board

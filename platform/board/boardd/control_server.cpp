@@ -1,0 +1,170 @@
+#include "board/boardd/control_server.h"
+
+#include "board/boardd/log.h"
+#include "run_dir/run_dir.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace board {
+
+namespace {
+
+constexpr size_t connections_max = 32;
+constexpr int backlog = 16;
+
+[[noreturn]] void fail(int fd, const std::string &what) {
+    const int error = errno;
+    close(fd);
+    throw std::runtime_error(what + ": " + std::strerror(error));
+}
+
+/* Whether somebody answers at the address. A boardd that hangs does, too. */
+bool is_served(const sockaddr_un &address, socklen_t length) {
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    const bool served =
+        connect(fd, reinterpret_cast<const sockaddr *>(&address), length) == 0 || errno == EAGAIN;
+    close(fd);
+    return served;
+}
+
+/* Makes room for a new socket where a dead one stands. */
+void clear_the_way(const sockaddr_un &address, socklen_t length) {
+    struct stat status {};
+    if (lstat(address.sun_path, &status) != 0) {
+        return;
+    }
+    const std::string path = address.sun_path;
+    if (!S_ISSOCK(status.st_mode)) {
+        throw std::runtime_error(path + " is in the way and is no socket: remove it");
+    }
+    if (is_served(address, length)) {
+        throw std::runtime_error("another boardd runs already at " + path + ": stop it first");
+    }
+    unlink(address.sun_path);
+}
+
+int listen_at(const sockaddr_un &address, socklen_t length) {
+    clear_the_way(address, length);
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+    if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr *>(&address), length) != 0 ||
+        listen(fd, backlog) != 0) {
+        fail(fd, std::string("cannot serve ") + address.sun_path);
+    }
+    return fd;
+}
+
+} // namespace
+
+ControlServer::ControlServer(struct ev_loop *loop) : loop_(loop) {
+    sockaddr_un address{};
+    const int length = run_dir_address(control_path, &address);
+    if (length < 0) {
+        throw std::runtime_error("the path in STRELL_RUN_DIR is too long for a socket");
+    }
+    path_ = address.sun_path;
+    listener_ = listen_at(address, static_cast<socklen_t>(length));
+    ev_io_init(&watcher_, on_listener, listener_, EV_READ);
+    watcher_.data = this;
+    ev_io_start(loop_, &watcher_);
+}
+
+ControlServer::~ControlServer() {
+    unlink(path_.c_str());
+    ev_io_stop(loop_, &watcher_);
+    close(listener_);
+    for (auto &[id, connection] : connections_) {
+        ev_io_stop(loop_, &connection->watcher);
+        close(connection->fd);
+    }
+}
+
+void ControlServer::on_listener(struct ev_loop * /*loop*/, ev_io *watcher, int /*events*/) {
+    static_cast<ControlServer *>(watcher->data)->accept_one();
+}
+
+void ControlServer::accept_one() {
+    const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
+    if (fd < 0) {
+        return;
+    }
+    if (connections_.size() >= connections_max) {
+        log_line("a client was turned away: %zu are connected already", connections_.size());
+        close(fd);
+        return;
+    }
+    auto connection = std::make_unique<Connection>(Connection{this, next_id_++, fd, {}});
+    ev_io_init(&connection->watcher, on_connection, fd, EV_READ);
+    connection->watcher.data = connection.get();
+    ev_io_start(loop_, &connection->watcher);
+    connections_.emplace(connection->id, std::move(connection));
+}
+
+void ControlServer::on_connection(struct ev_loop * /*loop*/, ev_io *watcher, int /*events*/) {
+    auto *connection = static_cast<Connection *>(watcher->data);
+    ControlServer *server = connection->server;
+    const ClientId id = connection->id;
+    if (!server->read_one(*connection)) {
+        server->disconnect(id);
+    }
+}
+
+/* False when the connection is of no further use. */
+bool ControlServer::read_one(Connection &connection) {
+    std::array<uint8_t, control_packet_max_bytes> packet;
+    const ssize_t received = recv(connection.fd, packet.data(), packet.size(), MSG_TRUNC);
+    if (received < 0) {
+        return errno == EAGAIN || errno == EINTR;
+    }
+    const auto length = static_cast<size_t>(received);
+    ControlRequest header{};
+    if (length == 0) {
+        return false;
+    }
+    if (length < sizeof header || length > packet.size()) {
+        log_line("a client sent %zu bytes that are no request and was disconnected", length);
+        return false;
+    }
+    std::memcpy(&header, packet.data(), sizeof header);
+    if (header.magic != control_magic) {
+        log_line("a client sent a packet of another protocol and was disconnected");
+        return false;
+    }
+    handler_->request(connection.id, header,
+                      std::span(packet).subspan(sizeof header, length - sizeof header));
+    return true;
+}
+
+void ControlServer::reply(ClientId client, const ControlRequest &request, int32_t result,
+                          std::span<const uint8_t> payload) {
+    const auto found = connections_.find(client);
+    if (found == connections_.end()) {
+        return;
+    }
+    std::array<uint8_t, control_packet_max_bytes> packet;
+    const ControlReply header = {control_magic, request.op, request.id, result};
+    const size_t length = sizeof header + payload.size();
+    std::memcpy(packet.data(), &header, sizeof header);
+    std::copy(payload.begin(), payload.end(), packet.begin() + sizeof header);
+    if (send(found->second->fd, packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+        // Not closed here, in the middle of its request: the hang-up is the next thing that is read.
+        shutdown(found->second->fd, SHUT_RDWR);
+    }
+}
+
+void ControlServer::disconnect(ClientId id) {
+    const auto found = connections_.find(id);
+    ev_io_stop(loop_, &found->second->watcher);
+    close(found->second->fd);
+    connections_.erase(found);
+    handler_->gone(id);
+}
+
+} // namespace board

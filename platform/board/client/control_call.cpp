@@ -1,0 +1,139 @@
+#include "board/client/control_call.h"
+
+#include "run_dir/run_dir.h"
+
+#include <errno.h>
+#include <poll.h>
+#include <string.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <time.h>
+#include <unistd.h>
+
+namespace board {
+
+namespace {
+
+constexpr size_t small_packet_bytes = 256; // all that the daemon's libraries send and receive
+
+/* Waits until the descriptor can be read: 0, -ETIMEDOUT or -EPIPE. */
+int wait_readable(int fd, uint64_t deadline_us) {
+    for (;;) {
+        const uint64_t now_us = monotonic_us();
+        const int left_ms = now_us >= deadline_us ? 0 : static_cast<int>((deadline_us - now_us + 999) / 1000);
+        pollfd entry = {fd, POLLIN, 0};
+        const int ready = poll(&entry, 1, left_ms);
+        if (ready > 0) {
+            return 0;
+        }
+        if (ready == 0) {
+            return -ETIMEDOUT;
+        }
+        if (errno != EINTR) {
+            return -EPIPE;
+        }
+    }
+}
+
+int send_request(int fd, uint32_t id, const ControlCall &call) {
+    uint8_t packet[small_packet_bytes];
+    const ControlRequest request = {control_magic, call.op, id, call.value};
+    const size_t length = sizeof request + call.payload_bytes;
+    if (length > sizeof packet) {
+        return -EMSGSIZE;
+    }
+    memcpy(packet, &request, sizeof request);
+    if (call.payload_bytes > 0) {
+        memcpy(packet + sizeof request, call.payload, call.payload_bytes);
+    }
+    ssize_t sent = 0;
+    do {
+        // Not blocking: a boardd that does not read is as good as one that does not answer.
+        sent = send(fd, packet, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (sent < 0 && errno == EINTR);
+    if (sent >= 0) {
+        return 0;
+    }
+    return errno == EAGAIN ? -ETIMEDOUT : -EPIPE;
+}
+
+/* Judges one packet: 1 when it is the reply, 0 when it belongs to an earlier call, or -EPROTO. */
+int take_reply(const uint8_t *packet, size_t length, uint32_t id, const ControlCall &call, int32_t *result) {
+    ControlReply reply;
+    if (length < sizeof reply) {
+        return -EPROTO;
+    }
+    memcpy(&reply, packet, sizeof reply);
+    if (reply.magic != control_magic) {
+        return -EPROTO;
+    }
+    if (reply.id != id) {
+        return 0;
+    }
+    const size_t expected = sizeof reply + (reply.result >= 0 ? call.reply_bytes : 0);
+    if (reply.op != call.op || length != expected) {
+        return -EPROTO;
+    }
+    if (length > sizeof reply) {
+        memcpy(call.reply, packet + sizeof reply, call.reply_bytes);
+    }
+    *result = reply.result;
+    return 1;
+}
+
+} // namespace
+
+uint64_t monotonic_us() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000U + static_cast<uint64_t>(now.tv_nsec) / 1000U;
+}
+
+int control_connect(uint64_t deadline_us) {
+    sockaddr_un address;
+    const int length = run_dir_address(control_path, &address);
+    if (length < 0) {
+        return length;
+    }
+    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    if (fd < 0) {
+        return -errno;
+    }
+    // The queue of a boardd that hangs may be full. This is how long connect waits then; 0 would be for ever.
+    const uint64_t now_us = monotonic_us();
+    const uint64_t left_us = deadline_us > now_us ? deadline_us - now_us : 1;
+    const timeval patience = {static_cast<time_t>(left_us / 1000000U),
+                              static_cast<suseconds_t>(left_us % 1000000U)};
+    setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
+    if (connect(fd, reinterpret_cast<sockaddr *>(&address), static_cast<socklen_t>(length)) != 0) {
+        const int error = errno;
+        close(fd);
+        return -error;
+    }
+    return fd;
+}
+
+int control_call(int fd, uint32_t id, const ControlCall &call, uint64_t deadline_us, int32_t *result) {
+    int status = send_request(fd, id, call);
+    while (status == 0) {
+        status = wait_readable(fd, deadline_us);
+        if (status < 0) {
+            return status;
+        }
+        uint8_t packet[small_packet_bytes];
+        const ssize_t length = recv(fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
+        if (length < 0 && (errno == EINTR || errno == EAGAIN)) {
+            continue;
+        }
+        if (length <= 0) {
+            return -EPIPE;
+        }
+        if (static_cast<size_t>(length) > sizeof packet) {
+            return -EPROTO;
+        }
+        status = take_reply(packet, static_cast<size_t>(length), id, call, result);
+    }
+    return status > 0 ? 0 : status;
+}
+
+} // namespace board
