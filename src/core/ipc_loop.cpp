@@ -1,0 +1,107 @@
+#include "core/ipc_loop.h"
+
+#include "libmortoxev.h"
+#include "libvuto_util.h"
+#include "media/channels.h"
+#include "settings/change_handlers.h"
+
+#include <ev.h>
+#include <sys/prctl.h>
+
+mortox_t *settings_handle;
+
+namespace {
+
+ev_async ipc_stop_async;
+
+struct SettingsWatch {
+    const char *name_space;
+    const char *key;
+    mortox_callback_t handler;
+};
+
+// In the order of registration. bind_status, power, watermark, wdr, flip, regioncode and flicker stand before
+// these, motion_region, lsd_threshold, night_mode, motion_detection_enable and algo_sensitivity behind them,
+// as soon as each has its handler.
+constexpr SettingsWatch settings_watches[] = {
+    {"nvram", "hot_config", hot_config_cb},
+    {"mem", "hot_status", hot_status_cb},
+};
+
+/* A setting that cannot be watched is simply not followed. */
+void register_watches(int32_t *registration) {
+    for (const SettingsWatch &watch : settings_watches) {
+        if (!libmortox_register_notification(settings_handle, watch.name_space, "default", watch.key,
+                                             registration, watch.handler, nullptr, -1, 0)) {
+            log_err("register %s faild.\n", watch.key);
+        }
+    }
+}
+
+struct Created {
+    int32_t media_channels;
+    bool all; // the event channels too
+};
+
+Created create_channels() {
+    for (int32_t index = 0; index < media_channel_count; ++index) {
+        const int32_t result = shbf_init(index);
+        if (result < 0) {
+            log_err("shbf_init(%d) fail %d, quit.\n", index, result);
+            return {index, false};
+        }
+    }
+    constexpr int32_t event_channels[] = {event_channel_motion, event_channel_sound};
+    for (const int32_t index : event_channels) {
+        const int32_t result = shbf_server_int(index);
+        if (result < 0) {
+            log_err("shbf_server_int md fail %d, quit.\n", result);
+            return {media_channel_count, false};
+        }
+    }
+    return {media_channel_count, true};
+}
+
+void on_stop(struct ev_loop * /*loop*/, ev_async * /*watcher*/, int /*revents*/) {
+    stop_ipc_loop();
+}
+
+} // namespace
+
+void stop_ipc_loop(void) {
+    if (ev_default_loop_uc_() == nullptr) {
+        return; // no loop yet, or no more: asking for one would make it, in a signal handler
+    }
+    ev_async_send(ev_default_loop(0), &ipc_stop_async);
+    ev_break(ev_default_loop(0), EVBREAK_ALL);
+}
+
+void destroy_shbf_servers(int32_t count) {
+    for (int32_t index = 0; index < count; ++index) {
+        shbfev_brd_destroy(media_channels[index].broadcaster.load(std::memory_order_acquire));
+        media_channels[index].receivers = 0;
+    }
+}
+
+void *ipc_thread(void * /*argument*/) {
+    struct ev_loop *loop = ev_default_loop(0);
+    if (prctl(PR_SET_NAME, "av_rpc") != 0) {
+        log_warning("prctl setname failed\n");
+    }
+    settings_handle = libmortoxev_config_open(loop, 0);
+    int32_t registration = -1;
+    register_watches(&registration);
+    // The command socket comes here; without one the thread ends at this point.
+    ev_async_init(&ipc_stop_async, on_stop);
+    ev_async_start(loop, &ipc_stop_async);
+    const Created created = create_channels();
+    if (created.all) {
+        log_info("start mainloop,ev_backend is %d\n", static_cast<int>(ev_backend(loop)));
+        ev_run(loop, 0);
+        log_info("%s(),%d\n", "ipc_thread", 2542);
+    }
+    destroy_shbf_servers(created.media_channels);
+    libmortoxev_close(loop, settings_handle);
+    ev_loop_destroy(ev_default_loop(0));
+    return nullptr;
+}

@@ -1,0 +1,78 @@
+// strell_v2: brings everything up in order, and waits.
+//
+// The process ends from the signal handler as a rule (signals.cpp). What follows the joins runs only after a
+// start-up step has failed.
+
+#include "core/ipc_loop.h"
+#include "core/signals.h"
+#include "libboardav.h"
+#include "libvuto_util.h"
+#include "media/video_stream.h"
+#include "settings/device_status.h"
+#include "settings/hot_config.h"
+#include "settings/start_reading.h"
+
+#include <pthread.h>
+#include <string.h>
+#include <unistd.h>
+
+namespace {
+
+void join(pthread_t thread, int line) {
+    pthread_join(thread, nullptr);
+    log_debug("%s(), %d\n", "main", line);
+}
+
+unsigned printable(pthread_t thread) {
+    return static_cast<unsigned>(thread);
+}
+
+/* What follows the control loop, up to the joins. Result: 0, or -1 when a thread could not be created. */
+int run_workers(pthread_t ipc_tid) {
+    pthread_t video_tid[video_thread_count];
+    if (start_video_thread(video_tid) < 0) {
+        device_status.running = 0;
+        return -1;
+    }
+    // Audio, the overlay, analytics and the infrared-cut controller start here, in this order.
+    log_info("video_tid is =[%u, %u]\n", printable(video_tid[0]), printable(video_tid[1]));
+    log_info("ipc_tid is =[%u]\n", printable(ipc_tid));
+    // The overlay and audio are joined here.
+    join(video_tid[0], 691);
+    join(video_tid[1], 693);
+    return 0;
+}
+
+/* The threads, until they end. Result: 0, or the negative result of the step that failed. */
+int run_threads() {
+    constexpr useconds_t loop_starts_us = 10000;
+    log_info("%s(),%d\n", "main", 637);
+    pthread_t ipc_tid{};
+    const int created = pthread_create(&ipc_tid, nullptr, ipc_thread, nullptr);
+    if (created < 0) {
+        log_err("Rpc Thread create fail, ret=[%d]\n", created);
+        return created;
+    }
+    usleep(loop_starts_us);
+    const int result = run_workers(ipc_tid);
+    if (created == 0) {
+        join(ipc_tid, 696);
+    }
+    return result;
+}
+
+} // namespace
+
+int main(int /*argc*/, char ** /*argv*/) {
+    install_signal_handlers();
+    memset(&venc_config, 0, sizeof venc_config);
+    settings_read();
+    control_venc_dynamically(&venc_config);
+    int result = board_system_init(device_status.bind_status);
+    if (result >= 0) {
+        result = run_threads();
+    }
+    board_system_exit();
+    // Analytics and the infrared-cut controller end here.
+    return result;
+}
