@@ -1,0 +1,442 @@
+// Channels under attack from the receiving side: receivers killed, stopped, hostile; and a broadcaster that
+// dies.
+
+#include "libshbf_receiver.h"
+#include "shbf/wire.h"
+#include "support/channel_fixture.h"
+#include "support/process.h"
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+using support::eventually;
+using support::Process;
+using support::TestChannel;
+
+namespace {
+
+constexpr const char *path = "/run/test_channel";
+
+class Robustness : public testing::Test {
+  protected:
+    static Process probe(const char *mode) {
+        return Process({std::string(STRELL_BIN_DIR) + "/shbf_probe", path, mode});
+    }
+    static shbf_channel_info_t query() {
+        shbf_channel_info_t info{};
+        EXPECT_EQ(shbf_channel_query(path, &info, 5000), 0);
+        return info;
+    }
+    /* A raw connection that speaks only when told to. */
+    int connect_raw() {
+        const int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        strncpy(address.sun_path, run_dir_.file("test_channel").c_str(), sizeof address.sun_path - 1);
+        if (connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+            close(fd);
+            return -1;
+        }
+        return fd;
+    }
+    int attach_raw() {
+        const int fd = connect_raw();
+        const shbf::Hello hello = {
+            shbf::Kind::hello, shbf::wire_magic, shbf::wire_version, shbf::Role::receiver, 0, 0};
+        EXPECT_EQ(send(fd, &hello, sizeof hello, 0), static_cast<ssize_t>(sizeof hello));
+        char welcome[100];
+        EXPECT_EQ(recv(fd, welcome, sizeof welcome, 0), static_cast<ssize_t>(sizeof(shbf::Welcome)));
+        return fd;
+    }
+    static bool ended(int fd) {
+        return eventually([&] {
+            char byte;
+            const ssize_t length = recv(fd, &byte, 1, MSG_DONTWAIT);
+            return length == 0 || (length < 0 && errno != EAGAIN);
+        });
+    }
+
+    support::ScratchRunDir run_dir_;
+};
+
+/* An honest receiver on a thread of its own, which checks every frame that comes. */
+class Witness {
+  public:
+    Witness() : receiver_(shbf_rcv_open(path, nullptr)), thread_([this] { watch(); }) {}
+    ~Witness() { finish(); }
+    void finish() {
+        stop_ = true;
+        if (thread_.joinable()) {
+            thread_.join();
+            shbf_rcv_close(receiver_);
+        }
+    }
+    std::atomic<uint32_t> frames = 0;
+    std::atomic<uint32_t> lost = 0;
+    std::atomic<uint32_t> torn = 0;
+
+  private:
+    void watch() {
+        shbf_event_t event;
+        while (!stop_) {
+            if (shbf_rcv_next(receiver_, &event, 10) != 1) {
+                continue;
+            }
+            const auto *bytes = static_cast<const uint8_t *>(event.frame.data);
+            for (uint32_t i = 1; i < event.frame.size; ++i) {
+                torn += bytes[i] != bytes[0] ? 1 : 0;
+            }
+            lost = event.frame.skipped;
+            shbf_rcv_release(receiver_, &event.frame);
+            ++frames;
+        }
+    }
+    shbf_rcv_t *receiver_;
+    std::atomic<bool> stop_ = false;
+    std::thread thread_;
+};
+
+TEST_F(Robustness, AKilledReceiverGivesEverythingBackAndOthersMissNothing) {
+    TestChannel channel(path);
+    Witness witness;
+    for (uint32_t round = 1; round <= 5; ++round) {
+        Process victim = probe("hold");
+        ASSERT_TRUE(victim.saw("attached"));
+        for (uint8_t i = 0; i < 5; ++i) {
+            ASSERT_EQ(channel.publish(2000, i, 8000), 2);
+        }
+        ASSERT_TRUE(victim.saw("frame " + std::to_string(round * 5)));
+        victim.signal(SIGKILL);
+        ASSERT_TRUE(channel.saw("closed " + std::to_string(round + 1)));
+        ASSERT_TRUE(eventually([&] { return witness.frames == round * 5; }));
+        EXPECT_EQ(query().arena_used, 0U);
+    }
+    EXPECT_EQ(witness.lost, 0U);
+    EXPECT_EQ(witness.torn, 0U);
+}
+
+TEST_F(Robustness, AStoppedReceiverIsSkippedAndOthersMissNothing) {
+    TestChannel channel(path);
+    Witness witness;
+    Process victim = probe("release");
+    ASSERT_TRUE(victim.saw("attached"));
+    victim.signal(SIGSTOP);
+    constexpr uint32_t frames = 300;
+    for (uint32_t i = 1; i <= frames; ++i) {
+        ASSERT_GE(channel.publish(2000, static_cast<uint8_t>(i), 8000), 1);
+        ASSERT_TRUE(eventually([&] { return witness.frames == i; }));
+    }
+    EXPECT_TRUE(channel.saw("error 2 11"));
+    EXPECT_EQ(witness.lost, 0U);
+    EXPECT_EQ(witness.torn, 0U);
+    victim.signal(SIGCONT);
+    EXPECT_TRUE(eventually([&] { return query().arena_used == 0; })) << "it releases what it finds";
+    ASSERT_EQ(channel.publish(2000, 1), 2) << "and is served again";
+    EXPECT_TRUE(victim.saw("frame " + std::to_string(frames + 1)));
+}
+
+TEST_F(Robustness, ProducersOnSeveralThreadsWhileReceiversComeAndGo) {
+    TestChannel channel(path);
+    Witness witness;
+    std::atomic<bool> stop = false;
+    std::vector<std::thread> producers;
+    producers.reserve(3);
+    for (uint8_t id = 0; id < 3; ++id) {
+        producers.emplace_back([&, id] {
+            while (!stop) {
+                channel.publish(static_cast<uint32_t>(100 + 300 * id), id, 2000);
+                std::this_thread::yield();
+            }
+        });
+    }
+    for (int i = 0; i < 100; ++i) {
+        shbf_rcv_t *receiver = shbf_rcv_open(path, nullptr);
+        ASSERT_NE(receiver, nullptr);
+        shbf_event_t event;
+        EXPECT_EQ(shbf_rcv_next(receiver, &event, 5000), 1);
+        shbf_rcv_close(receiver);
+    }
+    stop = true;
+    for (std::thread &producer : producers) {
+        producer.join();
+    }
+    witness.finish();
+    EXPECT_EQ(witness.torn, 0U);
+    EXPECT_GT(witness.frames, 0U);
+    EXPECT_TRUE(eventually([&] { return query().receivers == 0; }));
+    EXPECT_EQ(query().arena_used, 0U);
+}
+
+TEST_F(Robustness, DestroyWhileProducersAreAtIt) {
+    for (int round = 0; round < 20; ++round) {
+        TestChannel channel(path);
+        Witness witness;
+        std::atomic<bool> stop = false;
+        std::thread producer([&] {
+            while (!stop) {
+                channel.publish(1000, 1, 4000);
+            }
+        });
+        ASSERT_TRUE(eventually([&] { return witness.frames > 10; }));
+        channel.destroy();
+        stop = true;
+        producer.join();
+        witness.finish();
+        EXPECT_EQ(witness.torn, 0U);
+    }
+}
+
+TEST_F(Robustness, PeersThatNeverSayHelloAreDropped) {
+    TestChannel channel(path);
+    const int fd = connect_raw();
+    EXPECT_TRUE(ended(fd));
+    close(fd);
+    EXPECT_TRUE(channel.journal().empty());
+}
+
+TEST_F(Robustness, PeersThatSayNonsenseInsteadOfHelloAreDropped) {
+    TestChannel channel(path);
+    shbf::Hello wrong = {shbf::Kind::hello, 0x12345678, shbf::wire_version, shbf::Role::receiver, 0, 0};
+    const std::string huge(100000, 'x');
+    const std::vector<std::string> openings = {
+        "x",
+        std::string(reinterpret_cast<const char *>(&wrong), sizeof wrong),
+        std::string(reinterpret_cast<const char *>(&wrong), sizeof wrong - 1),
+        huge,
+    };
+    for (const std::string &opening : openings) {
+        const int fd = connect_raw();
+        EXPECT_EQ(send(fd, opening.data(), opening.size(), 0), static_cast<ssize_t>(opening.size()));
+        EXPECT_TRUE(ended(fd));
+        close(fd);
+    }
+    EXPECT_TRUE(channel.journal().empty());
+}
+
+TEST_F(Robustness, AnotherVersionIsRefusedWithAReason) {
+    TestChannel channel(path);
+    const int fd = connect_raw();
+    const shbf::Hello hello = {shbf::Kind::hello, shbf::wire_magic, 99, shbf::Role::receiver, 0, 0};
+    send(fd, &hello, sizeof hello, 0);
+    shbf::Refused refused{};
+    EXPECT_EQ(recv(fd, &refused, sizeof refused, 0), static_cast<ssize_t>(sizeof refused));
+    EXPECT_EQ(refused.kind, shbf::Kind::refused);
+    EXPECT_EQ(refused.error, EPROTONOSUPPORT);
+    close(fd);
+}
+
+TEST_F(Robustness, NonsenseFromAReceiverIsReportedAndTheAnswerDecides) {
+    TestChannel channel(path);
+    channel.error_answer = -1;
+    const int fd = attach_raw();
+    const uint32_t no_message[2] = {static_cast<uint32_t>(shbf::Kind::frame), 0};
+    send(fd, no_message, sizeof no_message, 0);
+    EXPECT_TRUE(channel.saw("error 1 " + std::to_string(EPROTO)));
+    struct {
+        shbf::Message record;
+        char bytes[4];
+    } lie = {{shbf::Kind::message, 3}, "abc"};
+    send(fd, &lie, sizeof lie, 0);
+    EXPECT_TRUE(eventually([&] { return channel.count("error 1 " + std::to_string(EPROTO)) == 2; }));
+    const std::string huge(100000, 'x');
+    send(fd, huge.data(), huge.size(), 0);
+    EXPECT_TRUE(channel.saw("error 1 " + std::to_string(EMSGSIZE)));
+    EXPECT_EQ(query().receivers, 1U) << "kept, since the callback said so";
+    channel.error_answer = 0;
+    send(fd, "x", 1, 0);
+    EXPECT_TRUE(channel.saw("closed 1"));
+    EXPECT_TRUE(ended(fd));
+    close(fd);
+}
+
+TEST_F(Robustness, DescriptorsThatAReceiverSendsAreNotKept) {
+    TestChannel channel(path);
+    channel.error_answer = -1;
+    const int fd = attach_raw();
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    ASSERT_TRUE(channel.saw("new 1"));
+    const auto before = descriptors();
+    for (int i = 0; i < 50; ++i) {
+        shbf::Message record = {shbf::Kind::message, 0};
+        iovec part = {&record, sizeof record};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        msghdr message{};
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr *header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof(int));
+        memcpy(CMSG_DATA(header), &fd, sizeof fd);
+        ASSERT_GT(sendmsg(fd, &message, 0), 0);
+    }
+    EXPECT_TRUE(eventually([&] { return channel.count("message 1 ") == 50; }));
+    EXPECT_EQ(descriptors(), before);
+    close(fd);
+}
+
+TEST_F(Robustness, AReceiverThatScribblesOnItsTableHarmsOnlyItself) {
+    TestChannel channel(path);
+    Witness witness;
+    shbf_rcv_t *vandal = shbf_rcv_open(path, nullptr);
+    ASSERT_NE(vandal, nullptr);
+    std::mt19937 random(7);
+    for (uint32_t i = 1; i <= 500; ++i) {
+        ASSERT_GE(channel.publish(1000, static_cast<uint8_t>(i), 4000), 1);
+        for (int n = 0; n < 20; ++n) {
+            shbf_frame_t forged{};
+            forged.slot = static_cast<uint32_t>(random() % 300);
+            forged.sequence = static_cast<uint32_t>(random() % 600);
+            shbf_rcv_release(vandal, &forged);
+        }
+        ASSERT_TRUE(eventually([&] { return witness.frames == i; }));
+    }
+    EXPECT_EQ(witness.torn, 0U);
+    EXPECT_EQ(witness.lost, 0U);
+    shbf_rcv_close(vandal);
+    EXPECT_TRUE(eventually([&] { return query().arena_used == 0; }));
+}
+
+TEST_F(Robustness, AFloodOfMessagesDoesNotStarveOthers) {
+    TestChannel channel(path);
+    Witness witness;
+    std::atomic<bool> stop = false;
+    std::thread flooder([&] {
+        const int fd = attach_raw();
+        const shbf::Message empty = {shbf::Kind::message, 0};
+        while (!stop) {
+            send(fd, &empty, sizeof empty, MSG_DONTWAIT);
+        }
+        close(fd);
+    });
+    ASSERT_TRUE(channel.saw("message 2 "));
+    shbf_rcv_t *other = shbf_rcv_open(path, nullptr);
+    ASSERT_NE(other, nullptr) << "the loop still attaches";
+    EXPECT_EQ(shbf_rcv_send(other, "hello", 5), 0);
+    EXPECT_TRUE(channel.saw("message 3 hello"));
+    stop = true;
+    flooder.join();
+    shbf_rcv_close(other);
+}
+
+TEST_F(Robustness, ConnectionsWithoutEndDoNotStopTheChannel) {
+    TestChannel channel(path);
+    std::vector<int> idle;
+    for (int i = 0; i < 200; ++i) {
+        const int fd = connect_raw();
+        if (fd >= 0) {
+            idle.push_back(fd);
+        }
+    }
+    // Those over the limit are closed at once, the others when they have not said Hello in time.
+    EXPECT_TRUE(eventually([&] {
+        shbf_rcv_t *receiver = shbf_rcv_open(path, nullptr);
+        shbf_rcv_close(receiver);
+        return receiver != nullptr;
+    }));
+    for (const int fd : idle) {
+        EXPECT_TRUE(ended(fd));
+        close(fd);
+    }
+}
+
+TEST_F(Robustness, ShortageOfDescriptorsIsSurvived) {
+    TestChannel channel(path);
+    rlimit saved{};
+    getrlimit(RLIMIT_NOFILE, &saved);
+    const int client = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    const int highest = dup(client);
+    close(highest);
+    const rlimit tight = {static_cast<rlim_t>(highest), saved.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &tight);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir_.file("test_channel").c_str(), sizeof address.sun_path - 1);
+    EXPECT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    const unsigned turns = ev_iteration(channel.loop.loop());
+    EXPECT_TRUE(eventually([&] { return ev_iteration(channel.loop.loop()) > turns + 2; }));
+    setrlimit(RLIMIT_NOFILE, &saved);
+    const shbf::Hello hello = {
+        shbf::Kind::hello, shbf::wire_magic, shbf::wire_version, shbf::Role::receiver, 0, 0};
+    EXPECT_EQ(send(client, &hello, sizeof hello, 0), static_cast<ssize_t>(sizeof hello));
+    EXPECT_TRUE(channel.saw("new 1"));
+    close(client);
+}
+
+TEST_F(Robustness, NothingLeaksOverManyAttachments) {
+    TestChannel channel(path);
+    const auto descriptors = [] {
+        return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+    };
+    const auto mappings = [] {
+        std::ifstream maps("/proc/self/maps");
+        const std::string all((std::istreambuf_iterator<char>(maps)), {});
+        size_t count = 0;
+        for (size_t at = all.find("memfd:shbf"); at != std::string::npos;
+             at = all.find("memfd:shbf", at + 1)) {
+            ++count;
+        }
+        return count;
+    };
+    channel.publish(100);
+    const auto descriptors_before = descriptors();
+    const auto mappings_before = mappings();
+    for (int i = 0; i < 300; ++i) {
+        shbf_rcv_t *receiver = shbf_rcv_open(path, nullptr);
+        ASSERT_NE(receiver, nullptr);
+        channel.publish(100);
+        shbf_event_t event;
+        ASSERT_EQ(shbf_rcv_next(receiver, &event, 5000), 1);
+        shbf_rcv_close(receiver);
+    }
+    ASSERT_TRUE(channel.saw("closed 300"));
+    EXPECT_EQ(descriptors(), descriptors_before);
+    EXPECT_EQ(mappings(), mappings_before);
+    EXPECT_EQ(query().arena_used, 0U);
+}
+
+TEST_F(Robustness, AReceiverOfABroadcasterThatDiesSeesTheEndAndCanAttachToItsSuccessor) {
+    // The broadcaster is a child that is killed: its socket file stays behind, and is replaced.
+    int ready[2];
+    ASSERT_EQ(pipe(ready), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        struct ev_loop *loop = ev_loop_new(EVFLAG_AUTO);
+        shbfev_brd_t *brd = shbfev_brd_create(path);
+        if (shbfev_brd_start(loop, brd) == 0 && write(ready[1], "x", 1) == 1) {
+            ev_run(loop, 0);
+        }
+        _exit(1);
+    }
+    char byte;
+    ASSERT_EQ(read(ready[0], &byte, 1), 1);
+    shbf_rcv_t *receiver = shbf_rcv_open(path, nullptr);
+    ASSERT_NE(receiver, nullptr);
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    shbf_event_t event;
+    EXPECT_EQ(shbf_rcv_next(receiver, &event, 5000), -EPIPE);
+    shbf_rcv_close(receiver);
+    TestChannel successor(path);
+    EXPECT_GE(successor.start_result, 0);
+    receiver = shbf_rcv_open(path, nullptr);
+    EXPECT_NE(receiver, nullptr);
+    shbf_rcv_close(receiver);
+    close(ready[0]);
+    close(ready[1]);
+}
+
+} // namespace

@@ -1,0 +1,123 @@
+// The daemon as a process: how it ends.
+
+#include "support/system.h"
+
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <random>
+
+using support::System;
+
+namespace {
+
+class End : public testing::Test {
+  protected:
+    System system_;
+};
+
+class EndBySignal : public End, public testing::WithParamInterface<int> {};
+
+TEST_P(EndBySignal, OneHandlerLineStatus255AndNoJoins) {
+    system_.start();
+    system_.daemon->signal(GetParam());
+    EXPECT_EQ(system_.daemon->exit_code(), 255) << system_.daemon->output();
+    EXPECT_EQ(system_.daemon->count("info ---sighandler:last -1, new " + std::to_string(GetParam()) + "---"),
+              1U);
+    EXPECT_EQ(system_.daemon->count("---sighandler"), 1U);
+    for (const char *line : {"main(), 691", "main(), 693", "main(), 696"}) {
+        EXPECT_EQ(system_.daemon->count(line), 0U) << line;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Signals, EndBySignal, testing::Values(SIGINT, SIGTERM, SIGSEGV));
+
+TEST_F(End, SigpipeIsIgnored) {
+    system_.start();
+    system_.daemon->signal(SIGPIPE);
+    EXPECT_TRUE(system_.streams_run());
+    EXPECT_EQ(system_.daemon->count("sighandler"), 0U);
+}
+
+TEST_F(End, TheBoardGoesIdleAndServesTheNextDaemon) {
+    system_.start();
+    system_.daemon->signal(SIGTERM);
+    ASSERT_EQ(system_.daemon->exit_code(), 255);
+    system_.start_daemon();
+    ASSERT_TRUE(system_.daemon_is_up());
+    EXPECT_TRUE(system_.streams_run());
+}
+
+TEST_F(End, AtAnyMoment) {
+    // From the first millisecond on. Before the handler is installed the signal itself ends the process.
+    system_.start_store();
+    system_.start_board();
+    const char *wanted = std::getenv("STRELL_END_ROUNDS"); // for a longer look than every run can afford
+    const int rounds = wanted == nullptr ? 20 : std::atoi(wanted);
+    std::mt19937 random(20);
+    for (int round = 0; round < rounds; ++round) {
+        const int number = round % 2 == 0 ? SIGTERM : SIGINT;
+        system_.start_daemon();
+        const auto delay = std::chrono::microseconds(random() % 300000);
+        EXPECT_FALSE(
+            system_.daemon->wait(std::chrono::duration_cast<std::chrono::milliseconds>(delay)).has_value());
+        system_.daemon->signal(number);
+        const int code = system_.daemon->exit_code(std::chrono::seconds(2));
+        const bool handled = system_.daemon->saw("---sighandler:last -1, new " + std::to_string(number));
+        ASSERT_EQ(code, handled ? 255 : 128 + number) << "after " << delay.count() << " us\n"
+                                                      << system_.daemon->output();
+    }
+}
+
+TEST_F(End, ABoardThatIsKilledEndsTheDaemonAfter202Errors) {
+    support::StatisticsService statistics(system_.dir());
+    system_.start();
+    system_.board->signal(SIGKILL);
+    EXPECT_EQ(system_.daemon->exit_code(), 255) << system_.daemon->output();
+    EXPECT_TRUE(system_.daemon->saw("video error for 202 times, exit"));
+    EXPECT_EQ(system_.daemon->count("video error for 203 times"), 0U);
+    const std::vector<std::string> reports = statistics.reports();
+    ASSERT_GE(reports.size(), 1U);
+    // Both channels fail at the same rate: the one that is first ends the process, the other may just make
+    // it.
+    ASSERT_LE(reports.size(), 2U);
+    for (const std::string &report : reports) {
+        const std::string type = report.substr(report.find("\"type\":") + 7, 1);
+        EXPECT_EQ(report, R"({"name":"strell_v2.err","object":{"type":)" + type + "}}");
+        EXPECT_EQ(system_.daemon->count("error video_stream_thread(),fetch chn " + type + " video error"),
+                  1U);
+    }
+    EXPECT_EQ(system_.daemon->count("---sighandler:last -1, new 2---"), 1U);
+}
+
+TEST_F(End, OneChannelThatFailsIsReportedOnceAsItself) {
+    for (const int channel : {0, 1}) {
+        System system;
+        support::StatisticsService statistics(system.dir());
+        system.start();
+        ASSERT_EQ(support::run({support::program("boardctl"), "fail", std::to_string(channel)}).exit_code, 0);
+        EXPECT_EQ(system.daemon->exit_code(), 255) << system.daemon->output();
+        EXPECT_EQ(statistics.reports(),
+                  (std::vector<std::string>{R"({"name":"strell_v2.err","object":{"type":)" +
+                                            std::to_string(channel) + "}}"}));
+        EXPECT_EQ(
+            system.daemon->count("fetch chn " + std::to_string(channel) + " video error for 202 times, exit"),
+            1U);
+    }
+}
+
+TEST_F(End, AServerThatIsClosedStopsTheLoopAndNotTheProcess) {
+    system_.start();
+    std::filesystem::remove(system_.dir().file("audio_in"));
+    EXPECT_TRUE(system_.daemon->saw("info Server 4 Closed"));
+    EXPECT_TRUE(system_.daemon->saw("info ipc_thread(),2542"));
+    EXPECT_TRUE(
+        support::eventually([&] { return !std::filesystem::exists(system_.dir().file("audio_play")); }));
+    EXPECT_FALSE(std::filesystem::exists(system_.dir().file("video_mainstream")));
+    EXPECT_EQ(system_.daemon->exit_code(std::chrono::milliseconds(500)), -1) << "producers go on";
+    system_.daemon->signal(SIGTERM);
+    EXPECT_EQ(system_.daemon->exit_code(), 255) << system_.daemon->output();
+}
+
+} // namespace

@@ -1,0 +1,215 @@
+// Start-up and shutdown: main, from the first signal to the last join.
+
+#include "core/ipc_loop.h"
+#include "core/signals.h"
+#include "media/video_stream.h"
+#include "script/daemon_test.h"
+#include "settings/device_status.h"
+#include "settings/hot_config.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <ev.h>
+
+namespace {
+
+constexpr char profile_text[] =
+    R"({"id":0,"icon":0,"cch":0,"pt":[1,0],"bps":[5,0],"fps":[15,20],"res":[3,2]})";
+constexpr char profile_to_board[] = "control_venc_dynamically(ready 1 bind 1 "
+                                    "[pt 1 reserved 0 bitrate 1000000 fps 15 2304x1296] "
+                                    "[pt 0 reserved 0 bitrate 256000 fps 20 640x360])";
+
+class Main : public DaemonTest {
+  protected:
+    Main() {
+        for (const char *key : {"power", "watermark", "flip", "wdr", "regioncode", "flicker", "hdr_switch",
+                                "motion_detection_enable"}) {
+            script.store[std::string("nvram:default:") + key] = "-"; // means nothing
+        }
+        script.store["nvram:default:bind_status"] = "ok";
+        script.store["nvram:default:hot_config"] = profile_text;
+    }
+
+    int run() { return strell_main(0, nullptr); }
+
+    /* The journal without how the settings were read, which is a matter of its own. */
+    Entries steps() const {
+        return journal_without({"libmortox_get_value", "hot_config_str", "debug: [hot"});
+    }
+
+    /* What every start has in common, up to the board. */
+    static Entries up_to_board() {
+        return {"signal(2, handler)",
+                "signal(9, handler)",
+                "signal(15, handler)",
+                "signal(11, handler)",
+                "signal(13, SIG_IGN)",
+                "libmortox_config_open(0)",
+                "debug: HotConfig ready flag:1",
+                "libmortox_close(store)",
+                "log: device status is {1,1,1,0,0}\n",
+                profile_to_board,
+                "board_system_init(1)"};
+    }
+};
+
+TEST_F(Main, BringsEverythingUpInOrderAndWaits) {
+    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               {"info: main(),637\n", "pthread_create(1, default)", "usleep(10000)",
+                                "pthread_create(2, default)", "info: start_video_thread(), ret is 0\n",
+                                "pthread_create(3, default)", "info: start_video_thread(), ret is 0\n",
+                                "info: video_tid is =[2, 3]\n", "info: ipc_tid is =[1]\n", "pthread_join(2)",
+                                "debug: main(), 691\n", "pthread_join(3)", "debug: main(), 693\n",
+                                "pthread_join(1)", "debug: main(), 696\n", "board_system_exit()"}}));
+}
+
+TEST_F(Main, StartsTheControlLoopAndOneFetcherForEachVideoChannel) {
+    run();
+    ASSERT_EQ(script.threads.size(), 3U);
+    EXPECT_EQ(script.threads[0].body, ipc_thread);
+    EXPECT_EQ(script.threads[0].argument, nullptr);
+    for (int channel = 0; channel < 2; ++channel) {
+        const script::Thread &thread = script.threads[static_cast<size_t>(channel) + 1];
+        EXPECT_EQ(thread.body, video_stream_thread);
+        EXPECT_EQ(*static_cast<int32_t *>(thread.argument), channel);
+    }
+}
+
+TEST_F(Main, ForgetsAnyEarlierProfileBeforeItReadsTheSettings) {
+    std::memset(&venc_config, 0x55, sizeof venc_config);
+    bool zeroed = false;
+    script.when("libmortox_config_open", [&] {
+        const VencConfig zero{};
+        zeroed = std::memcmp(&venc_config, &zero, sizeof zero) == 0;
+    });
+    run();
+    EXPECT_TRUE(zeroed);
+}
+
+TEST_F(Main, PassesTheBindStatusToTheBoard) {
+    script.store.erase("nvram:default:bind_status");
+    run();
+    EXPECT_TRUE(script.has("board_system_init(0)"));
+}
+
+TEST_F(Main, DoesNotMindAProfileThatTheBoardRefuses) {
+    script.control_venc_result = -1;
+    EXPECT_EQ(run(), 0);
+    EXPECT_TRUE(script.has("board_system_init(1)"));
+}
+
+TEST_F(Main, TakesAPositiveAnswerOfTheBoardForSuccess) {
+    script.board_system_init_result = 3;
+    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(script.threads.size(), 3U);
+}
+
+TEST_F(Main, LeavesSignalsThatAreNotItsOwnAndTheSignalMaskAlone) {
+    struct sigaction before[NSIG] = {};
+    sigset_t mask_before;
+    for (int number = 1; number < NSIG; ++number) {
+        sigaction(number, nullptr, &before[number]);
+    }
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask_before);
+    run();
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction after = {};
+        sigaction(number, nullptr, &after);
+        EXPECT_EQ(after.sa_handler, before[number].sa_handler) << number;
+    }
+    sigset_t mask_after;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask_after);
+    for (int number = 1; number < NSIG; ++number) {
+        EXPECT_EQ(sigismember(&mask_after, number), sigismember(&mask_before, number)) << number;
+    }
+}
+
+TEST_F(Main, EndsFromTheSignalHandlerWithoutJoiningAndWithoutItsTail) {
+    script.when("pthread_join", [] { sighandler(SIGTERM); });
+    EXPECT_EQ(exit_status_of([this] { run(); }), -1);
+    EXPECT_EQ(script.entries("info: ---"), (Entries{"info: ---sighandler:last -1, new 15---\n"}));
+    EXPECT_EQ(script.count("debug: main()"), 0U);
+    EXPECT_EQ(script.count("board_system_exit"), 1U);
+    EXPECT_EQ(script.journal.back(), "exit(-1)");
+}
+
+// ---- start-up steps that fail ----
+
+TEST_F(Main, BoardThatDoesNotComeUpStartsNothing) {
+    script.board_system_init_result = -3;
+    EXPECT_EQ(run(), -3);
+    EXPECT_EQ(steps(), joined({up_to_board(), {"board_system_exit()"}}));
+}
+
+TEST_F(Main, ControlThreadThatIsNotCreatedEndsTheStart) {
+    script.pthread_create_results = {{1, -7}};
+    EXPECT_EQ(run(), -7);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               {"info: main(),637\n", "pthread_create(1, default)",
+                                "err: Rpc Thread create fail, ret=[-7]\n", "board_system_exit()"}}));
+    EXPECT_EQ(device_status.running, 1);
+}
+
+TEST_F(Main, TakesAPositiveResultForTheControlThreadForSuccessButJoinsNoThreadThatIsNone) {
+    script.pthread_create_results = {{1, EAGAIN}};
+    EXPECT_EQ(run(), 0);
+    EXPECT_FALSE(script.has("err: "));
+    EXPECT_TRUE(script.has("usleep(10000)"));
+    EXPECT_TRUE(script.has("pthread_join(2)"));
+    EXPECT_TRUE(script.has("pthread_join(3)"));
+    EXPECT_FALSE(script.has("pthread_join(1)"));
+}
+
+TEST_F(Main, FirstVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
+    script.pthread_create_results = {{2, EAGAIN}};
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               {"info: main(),637\n", "pthread_create(1, default)", "usleep(10000)",
+                                "pthread_create(2, default)", "info: start_video_thread(), ret is 11\n",
+                                "err: Create Chn0 video_stream_thread error\n", "pthread_join(1)",
+                                "debug: main(), 696\n", "board_system_exit()"}}));
+}
+
+TEST_F(Main, SecondVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
+    script.pthread_create_results = {{3, -1}};
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               {"info: main(),637\n", "pthread_create(1, default)", "usleep(10000)",
+                                "pthread_create(2, default)", "info: start_video_thread(), ret is 0\n",
+                                "pthread_create(3, default)", "info: start_video_thread(), ret is -1\n",
+                                "err: Create Chn1 video_stream_thread error\n", "pthread_join(1)",
+                                "debug: main(), 696\n", "board_system_exit()"}}));
+}
+
+TEST_F(Main, VideoThreadThatIsNotCreatedEndsTheWorkersBeforeTheJoin) {
+    script.pthread_create_results = {{3, EAGAIN}};
+    int running_at_join = -1;
+    script.when("pthread_join", [&] { running_at_join = device_status.running; });
+    run();
+    EXPECT_EQ(running_at_join, 0);
+}
+
+TEST_F(Main, WithoutAFailureTheWorkersAreLeftToRun) {
+    run();
+    EXPECT_EQ(device_status.running, 1);
+}
+
+TEST_F(Main, StoreThatDoesNotOpenEndsTheProcessBeforeTheBoardIsTouched) {
+    script.store_opens = false;
+    EXPECT_EQ(exit_status_of([this] { run(); }), 1);
+    EXPECT_EQ(journal_without({"signal("}),
+              (Entries{"libmortox_config_open(0)", "log: libmortox_open faild.\n", "exit(1)"}));
+}
+
+TEST_F(Main, WithoutAnyProfileTheProcessEndsBeforeTheBoardIsTouched) {
+    script.store.erase("nvram:default:hot_config");
+    script.device_type_result = -1;
+    EXPECT_EQ(exit_status_of([this] { run(); }), 1);
+    EXPECT_EQ(script.count("control_venc_dynamically"), 0U);
+    EXPECT_EQ(script.count("board_system_"), 0U);
+    EXPECT_EQ(script.journal.back(), "exit(1)");
+}
+
+} // namespace

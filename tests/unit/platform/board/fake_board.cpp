@@ -1,0 +1,113 @@
+#include "platform/board/fake_board.h"
+
+#include "board/client/control_call.h"
+#include "libshbf.h"
+#include "run_dir/run_dir.h"
+
+#include <cstring>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace fake {
+
+using namespace board;
+
+FakeBoard::FakeBoard()
+    : loop_(ev_loop_new(EVFLAG_AUTO)), listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
+    sockaddr_un address{};
+    const int length = run_dir_address(control_path, &address);
+    if (bind(listener_, reinterpret_cast<sockaddr *>(&address), static_cast<socklen_t>(length)) != 0 ||
+        listen(listener_, 1) != 0) {
+        throw std::runtime_error("cannot listen");
+    }
+    ev_io_init(&listener_watcher_, on_listener, listener_, EV_READ);
+    listener_watcher_.data = this;
+    ev_io_start(loop_, &listener_watcher_);
+    ev_async_init(&stop_, on_stop);
+    ev_async_start(loop_, &stop_);
+    for (int32_t i = 0; i < venc_channels; ++i) {
+        channels_[i] = shbfev_brd_create(venc_paths[i]);
+        shbfev_brd_event(channels_[i], SHBFEV_MESSAGE, SHBFEV_CALLBACK(on_message), this);
+        if (shbfev_brd_start(loop_, channels_[i]) < 0) {
+            throw std::runtime_error("cannot serve a channel");
+        }
+    }
+    thread_ = std::thread([this] { ev_run(loop_, 0); });
+}
+
+FakeBoard::~FakeBoard() {
+    ev_async_send(loop_, &stop_);
+    thread_.join();
+    for (shbfev_brd_t *channel : channels_) {
+        shbfev_brd_destroy(channel);
+    }
+    close(listener_);
+    if (connection_watcher_.data != nullptr) {
+        close(connection_watcher_.fd);
+    }
+    ev_loop_destroy(loop_);
+}
+
+void FakeBoard::on_stop(struct ev_loop *loop, ev_async * /*watcher*/, int /*events*/) {
+    ev_break(loop, EVBREAK_ALL);
+}
+
+void FakeBoard::on_listener(struct ev_loop *loop, ev_io *watcher, int /*events*/) {
+    auto *self = static_cast<FakeBoard *>(watcher->data);
+    const int fd = accept4(self->listener_, nullptr, nullptr, SOCK_CLOEXEC);
+    ev_io_init(&self->connection_watcher_, on_connection, fd, EV_READ);
+    self->connection_watcher_.data = self;
+    ev_io_start(loop, &self->connection_watcher_);
+}
+
+void FakeBoard::on_connection(struct ev_loop *loop, ev_io *watcher, int /*events*/) {
+    ControlRequest request{};
+    if (recv(watcher->fd, &request, sizeof request, 0) < static_cast<ssize_t>(sizeof request)) {
+        ev_io_stop(loop, watcher);
+        return;
+    }
+    const ControlReply reply = {control_magic, request.op, request.id, 0};
+    send(watcher->fd, &reply, sizeof reply, MSG_NOSIGNAL);
+}
+
+int32_t FakeBoard::on_message(void *self, int32_t /*receiver*/, const void *bytes, int32_t length) {
+    auto *fake = static_cast<FakeBoard *>(self);
+    const std::lock_guard<std::mutex> lock(fake->mutex_);
+    fake->messages_.emplace_back(static_cast<const char *>(bytes), static_cast<size_t>(length));
+    return 0;
+}
+
+void FakeBoard::publish(const std::string &bytes) {
+    void *buffer = shbfev_brd_alloc(channels_[0], static_cast<uint32_t>(bytes.size()));
+    if (buffer == nullptr) {
+        throw std::runtime_error("the channel is full");
+    }
+    std::memcpy(buffer, bytes.data(), bytes.size());
+    shbfev_brd_broadcast(channels_[0], buffer);
+}
+
+void FakeBoard::publish_message(const std::string &bytes) {
+    shbfev_brd_broadcast_message(channels_[0], bytes.data(), static_cast<int32_t>(bytes.size()));
+}
+
+std::vector<std::string> FakeBoard::messages() {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return messages_;
+}
+
+VencRecord frame_record(uint32_t seq, uint32_t length) {
+    VencRecord record{};
+    record.magic = venc_magic;
+    record.kind = venc_frame;
+    record.published_us = monotonic_us();
+    record.info.seq = seq;
+    record.info.len = length;
+    return record;
+}
+
+std::string bytes_of(const VencRecord &record, const std::string &payload) {
+    return std::string(reinterpret_cast<const char *>(&record), sizeof record) + payload;
+}
+
+} // namespace fake

@@ -1,0 +1,60 @@
+/*
+ * A stand-in for boardd that says yes to every request, and whose encoder channels bring what the test says:
+ * records that a true boardd never sends. In the test's process and run directory.
+ */
+#ifndef TESTS_UNIT_PLATFORM_BOARD_FAKE_BOARD_H
+#define TESTS_UNIT_PLATFORM_BOARD_FAKE_BOARD_H
+
+#include "board/protocol.h"
+#include "libshbfev.h"
+
+#include <ev.h>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace fake {
+
+class FakeBoard {
+  public:
+    FakeBoard();
+    ~FakeBoard();
+    FakeBoard(const FakeBoard &) = delete;
+    FakeBoard &operator=(const FakeBoard &) = delete;
+
+    /* Sends these bytes on the main stream's channel. Any thread. */
+    void publish(const std::string &bytes);
+
+    /* Sends a plain message there, which a true boardd never does. */
+    void publish_message(const std::string &bytes);
+
+    /* Messages that came on the main stream's channel so far. */
+    std::vector<std::string> messages();
+
+  private:
+    static void on_listener(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_connection(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_stop(struct ev_loop *loop, ev_async *watcher, int events);
+    static int32_t on_message(void *self, int32_t receiver, const void *bytes, int32_t length);
+
+    struct ev_loop *loop_;
+    int listener_;
+    ev_io listener_watcher_{};
+    ev_io connection_watcher_{};
+    ev_async stop_{};
+    shbfev_brd_t *channels_[board::venc_channels] = {};
+    std::mutex mutex_;
+    std::vector<std::string> messages_;
+    std::thread thread_;
+};
+
+/* A record of a frame with this payload, as it stands now; to be changed and sent. */
+board::VencRecord frame_record(uint32_t seq, uint32_t length);
+
+/* Record and payload, as the channel has them. */
+std::string bytes_of(const board::VencRecord &record, const std::string &payload = "");
+
+} // namespace fake
+
+#endif

@@ -1,0 +1,105 @@
+// Stand-ins for the system: time, signals, threads, the end of the process; and the libev loop, which is the
+// real one, journalled. Put in place of the real ones by the linker (--wrap), for the daemon's objects and
+// the tests only.
+
+#include "script/script.h"
+
+#include <csignal>
+#include <ev.h>
+#include <sys/prctl.h>
+#include <unistd.h>
+
+using script::current;
+using script::format;
+
+namespace script {
+
+const char *name_of(const struct ev_loop *loop) {
+    if (loop == nullptr) {
+        return "no loop";
+    }
+    return loop == ev_default_loop_uc_() ? "default loop" : "another loop";
+}
+
+} // namespace script
+
+extern "C" {
+
+int __wrap_usleep(useconds_t us) {
+    current().now_us += us;
+    current().write(format("usleep(%u)", us));
+    return 0;
+}
+
+unsigned __wrap_sleep(unsigned seconds) {
+    current().now_us += uint64_t{seconds} * 1000000;
+    current().write(format("sleep(%u)", seconds));
+    return 0;
+}
+
+int __wrap_kill(pid_t pid, int number) {
+    current().write(format("kill(%s, %d)", pid == getpid() ? "self" : "other", number));
+    return current().kill_result;
+}
+
+int __wrap_prctl(int option, const char *name) {
+    current().write(format("prctl(%s, %s)", option == PR_SET_NAME ? "PR_SET_NAME" : "?", name));
+    return current().prctl_result;
+}
+
+sighandler_t __wrap_signal(int number, sighandler_t handler) {
+    const char *what = handler == SIG_IGN ? "SIG_IGN" : handler == SIG_DFL ? "SIG_DFL" : "handler";
+    current().signal_handlers[number] = handler;
+    current().write(format("signal(%d, %s)", number, what));
+    return number == SIGKILL ? SIG_ERR : SIG_DFL;
+}
+
+[[noreturn]] void __wrap_exit(int status) {
+    current().write(format("exit(%d)", status));
+    throw script::Exited{status};
+}
+
+int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
+                          void *argument) {
+    script::Script &script = current();
+    script.threads.push_back({body, argument});
+    const auto planned = script.pthread_create_results.find(script.threads.size());
+    const int result = planned == script.pthread_create_results.end() ? 0 : planned->second;
+    *thread = static_cast<pthread_t>(script.threads.size());
+    script.write(
+        format("pthread_create(%zu, %s)", script.threads.size(), attributes == nullptr ? "default" : "?"));
+    return result;
+}
+
+int __wrap_pthread_join(pthread_t thread, void ** /*result*/) {
+    current().write(format("pthread_join(%lu)", static_cast<unsigned long>(thread)));
+    return 0;
+}
+
+int __real_ev_run(struct ev_loop *loop, int flags);
+void __real_ev_break(struct ev_loop *loop, int how);
+void __real_ev_async_send(struct ev_loop *loop, ev_async *watcher);
+void __real_ev_loop_destroy(struct ev_loop *loop);
+
+int __wrap_ev_run(struct ev_loop *loop, int flags) {
+    current().write(format("ev_run(%s, %d)", script::name_of(loop), flags));
+    return __real_ev_run(loop, flags);
+}
+
+void __wrap_ev_break(struct ev_loop *loop, int how) {
+    const char *what = how == EVBREAK_ALL ? "EVBREAK_ALL" : how == EVBREAK_ONE ? "EVBREAK_ONE" : "?";
+    current().write(format("ev_break(%s, %s)", script::name_of(loop), what));
+    __real_ev_break(loop, how);
+}
+
+void __wrap_ev_async_send(struct ev_loop *loop, ev_async *watcher) {
+    current().write(format("ev_async_send(%s)", script::name_of(loop)));
+    __real_ev_async_send(loop, watcher);
+}
+
+void __wrap_ev_loop_destroy(struct ev_loop *loop) {
+    current().write(format("ev_loop_destroy(%s)", script::name_of(loop)));
+    __real_ev_loop_destroy(loop);
+}
+
+} // extern "C"
