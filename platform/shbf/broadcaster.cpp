@@ -126,8 +126,9 @@ void drop_peer(Peer *peer, Goodbye goodbye) {
 }
 
 void drop_all_peers(shbfev_brd_t *brd) {
-    while (brd->peers != nullptr) {
-        drop_peer(brd->peers, Goodbye::silent);
+    for (Peer *peer = brd->peers, *next = nullptr; peer != nullptr; peer = next) {
+        next = peer->next;
+        drop_peer(peer, Goodbye::silent);
     }
 }
 

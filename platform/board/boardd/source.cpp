@@ -71,14 +71,14 @@ std::string with_an_end(const std::string &chain) {
     return word.find('/') == std::string::npos ? chain : chain + " ! identity";
 }
 
-[[noreturn]] void throw_parse_error(const GError *error, GstParseContext *context) {
+std::string parse_error_text(const GError *error, GstParseContext *context) {
     std::string text = std::string("cannot use the source: ") + error->message;
     gchar **missing = gst_parse_context_get_missing_elements(context);
     for (gchar **name = missing; name != nullptr && *name != nullptr; ++name) {
         text += package_advice(*name);
     }
     g_strfreev(missing);
-    throw std::runtime_error(text);
+    return text;
 }
 
 GstElement *parse_bin(const std::string &description) {
@@ -87,15 +87,10 @@ GstElement *parse_bin(const std::string &description) {
     GstElement *bin = gst_parse_bin_from_description_full(with_an_end(description).c_str(), FALSE, context,
                                                           GST_PARSE_FLAG_FATAL_ERRORS, &error);
     if (bin == nullptr) {
-        struct Cleanup {
-            GError *error;
-            GstParseContext *context;
-            ~Cleanup() {
-                g_error_free(error);
-                gst_parse_context_free(context);
-            }
-        } cleanup{error, context};
-        throw_parse_error(error, context);
+        const std::string text = parse_error_text(error, context);
+        g_error_free(error);
+        gst_parse_context_free(context);
+        throw std::runtime_error(text);
     }
     gst_parse_context_free(context);
     return bin;

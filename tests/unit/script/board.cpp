@@ -13,7 +13,7 @@ using script::format;
 
 namespace {
 
-int log_entry(const char *level, const char *text, va_list arguments) {
+[[gnu::format(printf, 2, 0)]] int log_entry(const char *level, const char *text, va_list arguments) {
     char line[2048];
     vsnprintf(line, sizeof line, text, arguments);
     current().write(std::string(level) + ": " + line);
