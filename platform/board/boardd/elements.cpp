@@ -14,6 +14,7 @@ struct Element {
 };
 
 constexpr char base[] = "gstreamer1.0-plugins-base";
+constexpr char x[] = "gstreamer1.0-x";
 constexpr char good[] = "gstreamer1.0-plugins-good";
 constexpr char bad[] = "gstreamer1.0-plugins-bad";
 constexpr char ugly[] = "gstreamer1.0-plugins-ugly";
@@ -21,7 +22,7 @@ constexpr char libav[] = "gstreamer1.0-libav";
 
 constexpr Element elements[] = {
     {"appsrc", base, true},         {"appsink", base, true},       {"videotestsrc", base, true},
-    {"textoverlay", base, true},    {"videorate", base, true},     {"videoconvertscale", base, true},
+    {"textoverlay", x, true},       {"videorate", base, true},     {"videoconvertscale", base, true},
     {"decodebin", base, true},      {"uridecodebin", base, false}, {"x265enc", bad, true},
     {"h265parse", bad, true},       {"h264parse", bad, true},      {"x264enc", ugly, true},
     {"v4l2src", good, false},       {"rtspsrc", good, false},      {"qtdemux", good, false},
