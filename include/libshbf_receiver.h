@@ -13,9 +13,15 @@
  *     }
  *     shbf_rcv_close(video);
  *
- * Frames are mapped read-only; a write to one is a segmentation fault in the writer and nowhere else. The
- * bytes of a frame do not change until it is released. A receiver that holds frames for long, or does not
- * fetch, is skipped (shbf_frame_t.skipped counts it) and disturbs nobody else.
+ * Frames are mapped read-only; a write to one is a segmentation fault in the writer and nowhere else. A
+ * receiver that holds frames for long, or does not fetch, is skipped (shbf_frame_t.skipped counts it) and
+ * disturbs nobody else.
+ *
+ * The bytes of a frame do not change until it is released, or the broadcaster gives this receiver up. It does
+ * that to a receiver that leaves a frame unreleased, fetched or not, for over SHBF_HOLD_LIMIT_MS while the
+ * channel is short of memory, so that a process that hangs cannot stop the camera; the receiver may attach
+ * again. A consumer that may be stopped or may stall for that long copies first and then asks
+ * shbf_rcv_intact whether what it copied was still whole.
  *
  * Threads: a receiver belongs to one thread at a time, but for shbf_rcv_release, which any thread may call
  * at any time before shbf_rcv_close. A forked child must not use its parent's receivers.
@@ -35,6 +41,9 @@ struct ev_loop;
 
 typedef struct shbf_rcv shbf_rcv_t;     /* blocking interface */
 typedef struct shbfev_rcv shbfev_rcv_t; /* libev interface */
+
+/* How long a frame may be held in milliseconds while memory is short. */
+#define SHBF_HOLD_LIMIT_MS 1000
 
 /* How to attach. Null instead of a pointer means the defaults; zero in a field means its default. */
 typedef struct shbf_rcv_options {
@@ -87,10 +96,16 @@ int32_t shbf_rcv_fd(const shbf_rcv_t *receiver);
 /*
  * Waits up to `timeout_ms` (0: not at all, negative: for ever) for the next frame or message.
  * Result: 1 with *event filled; 0 when the time is up; -EPIPE when the broadcaster closed the channel, died
- * or dropped this receiver; -EPROTO when what came is not to be trusted; -EINTR after a signal. Frames that
- * are held stay readable after every error.
+ * or gave this receiver up; -EPROTO when what came is not to be trusted; -EINTR after a signal. Frames that
+ * are held can be read after every error; shbf_rcv_intact tells whether they are still what they were.
  */
 int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, int32_t timeout_ms);
+
+/*
+ * Are the frames that this receiver holds still its own? No system call. Result: 1: everything read from them
+ * up to now was whole; 0: the broadcaster has given this receiver up, and may have used their memory again.
+ */
+int32_t shbf_rcv_intact(const shbf_rcv_t *receiver);
 
 /*
  * Gives a frame back. One store to shared memory: no system call, no lock. Releasing a frame twice does
@@ -147,6 +162,7 @@ shbfev_rcv_t *shbfev_rcv_open(struct ev_loop *loop, const char *path, const shbf
                               const shbfev_rcv_callbacks_t *callbacks, void *user);
 
 /* As their namesakes above. */
+int32_t shbfev_rcv_intact(const shbfev_rcv_t *receiver);
 void shbfev_rcv_release(shbfev_rcv_t *receiver, const shbf_frame_t *frame);
 int32_t shbfev_rcv_send(shbfev_rcv_t *receiver, const void *bytes, uint32_t length);
 void shbfev_rcv_close(shbfev_rcv_t *receiver);

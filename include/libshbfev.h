@@ -12,7 +12,7 @@
  * Nothing here is for signal handlers.
  *
  * Blocking: no call waits for a receiver, ever. A receiver that is stopped, slow or hostile costs itself
- * frames.
+ * frames, and others only for the second after which it is given up (code 4, ETIMEDOUT).
  *
  * Errors are negative errno values.
  */
@@ -59,6 +59,8 @@ typedef int32_t (*shbfev_receiver_callback)(void *user, int32_t receiver);
  * Code 4: something was not delivered to, or not understood from, one receiver.
  *   EAGAIN  the receiver is behind: what was to be sent was skipped for it. When skips come faster than the
  *           loop turns, one event stands for several;
+ *   ETIMEDOUT  the receiver left a buffer unreleased for over a second while the channel was short of memory.
+ *           What it held has been taken back, and it is dropped, whatever the answer;
  *   EPROTO  the receiver sent something that is no message of this protocol; EMSGSIZE: a message too long.
  * The result decides: negative keeps the receiver, and only what failed is skipped; zero or more drops it
  * (event 3 follows). Without a callback the receiver is kept on EAGAIN and dropped otherwise.
@@ -131,7 +133,7 @@ int32_t shbfev_brd_broadcast(shbfev_brd_t *brd, void *buffer);
  * to several receivers in turn, and also be broadcast after that (to those who have not got it), but must not
  * be written after the first.
  * Result: 0; -ENOENT when there is no such receiver (any more); -EAGAIN when it is too far behind (event 4
- * follows); -EALREADY when it was sent this buffer and has not released it; -EINVAL when it is no buffer of
+ * follows); -EALREADY when it has been sent this buffer before; -EINVAL when it is no buffer of
  * this channel that the caller owns.
  */
 int32_t shbfev_brd_send(shbfev_brd_t *brd, int32_t receiver, void *buffer);
@@ -146,7 +148,8 @@ int32_t shbfev_brd_broadcast_message(shbfev_brd_t *brd, const void *bytes, int32
 /*
  * Closes the channel: its path is removed, receivers see the end, no callback runs again. Not to be called
  * from a callback of the same channel. The handle stays valid (and costs a few hundred bytes) for threads
- * that still hold it: what they allocate is private memory, what they broadcast reaches nobody.
+ * that still hold it: what they allocate is memory that nobody else sees, given back to the system when the
+ * last buffer is free, and what they broadcast reaches nobody.
  */
 void shbfev_brd_destroy(shbfev_brd_t *brd);
 

@@ -86,7 +86,8 @@ Arena *arena_open(uint32_t size, bool shared) {
     if (arena == nullptr) {
         return nullptr;
     }
-    arena->size = round_up(size, static_cast<uint32_t>(sysconf(_SC_PAGESIZE)));
+    constexpr uint32_t head = sizeof(ArenaHead);
+    arena->size = round_up(head + size, static_cast<uint32_t>(sysconf(_SC_PAGESIZE)));
     arena->fd = -1;
     void *memory = map_memory(arena, shared);
     if (memory == MAP_FAILED) {
@@ -97,7 +98,8 @@ Arena *arena_open(uint32_t size, bool shared) {
         return nullptr;
     }
     arena->base = static_cast<uint8_t *>(memory);
-    arena->blocks[0].length = arena->size;
+    arena->blocks[0].offset = head;
+    arena->blocks[0].length = arena->size - head;
     arena->blocks[0].previous = arena->blocks[0].next = no_block;
     arena->spare = no_block;
     for (uint16_t index = slots_max - 1; index >= 1; --index) {
@@ -132,6 +134,7 @@ Block *arena_alloc(Arena *arena, uint32_t size) {
         block->used = block->owned = true;
         block->size = size;
         block->sequence = 0;
+        block->sent = 0;
         block->holders = 0;
         arena->used_bytes += block->length;
         ++arena->used_blocks;

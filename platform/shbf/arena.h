@@ -5,9 +5,9 @@
  * become a bus error) and sealed: it can neither shrink nor grow, and nobody but this process, which mapped
  * it before it was sealed, can ever map it writable.
  *
- * What is allocated is known only here, in private memory: receivers can neither see nor damage it. The
- * blocks tile the arena in address order; a free block never stands beside another free one. First fit keeps
- * what is in use together at the low end.
+ * The memory begins with an ArenaHead (wire.h); blocks tile the rest in address order, and a free block never
+ * stands beside another free one. Which is which is known only here, in private memory: receivers can neither
+ * see nor damage it. First fit keeps what is in use together at the low end.
  *
  * Threads: none of its own; the channel's lock guards everything (channel.h).
  */
@@ -28,7 +28,9 @@ struct Block {
     uint32_t length;   // bytes, a multiple of block_unit
     uint32_t size;     // valid bytes, at most length
     uint32_t sequence; // which publication of the channel this is; 0: not published yet
-    uint32_t holders;  // bit n: receiver n has not released it
+    uint32_t sent;     // bit n: receiver n was sent it
+    uint32_t holders;  // those of them that have not released it
+    uint32_t sent_ms;  // when it was first sent
     uint16_t previous; // neighbours in address order
     uint16_t next;
     bool used;  // not free
@@ -37,16 +39,21 @@ struct Block {
 
 struct Arena {
     uint8_t *base;
-    uint32_t size;
+    uint32_t size;  // the head included
     int fd;         // for receivers, cannot be written through; -1: private memory that nobody else ever sees
     uint16_t spare; // blocks that tile nothing at the moment, linked by next
     uint32_t used_bytes;
     uint32_t used_blocks;
-    Block blocks[slots_max]; // blocks[0] is always the tile at offset 0
+    Block blocks[slots_max]; // blocks[0] is always the first tile
 };
 
+inline ArenaHead *arena_head(const Arena *arena) {
+    return static_cast<ArenaHead *>(static_cast<void *>(arena->base));
+}
+
 /*
- * A new arena of `size` bytes (rounded up to whole pages), shared with receivers or private.
+ * A new arena with room for `size` bytes (and what rounding up to whole pages adds), shared with receivers or
+ * private.
  * Null when memory is short.
  */
 Arena *arena_open(uint32_t size, bool shared);

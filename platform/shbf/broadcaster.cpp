@@ -191,6 +191,9 @@ bool serve_packet(Peer *peer) {
     if (length == -EAGAIN || length == -EINTR) {
         return false;
     }
+    if (length == -ECONNRESET) {
+        return true; // it closed with frames unread; what it had said before stands behind this
+    }
     if (length == 0 || (length < 0 && length != -EMSGSIZE)) {
         drop_peer(peer, Goodbye::told);
         return false;
@@ -231,7 +234,8 @@ void on_wake(struct ev_loop * /*loop*/, ev_io *watcher, int /*revents*/) {
         next = peer->next;
         Receiver *receiver = peer->receiver;
         const int error = receiver == nullptr ? 0 : receiver->error.exchange(0, std::memory_order_acq_rel);
-        if (error != 0 && !tell_error(brd, receiver->id, error)) {
+        // One that was given up cannot be kept.
+        if (error != 0 && (!tell_error(brd, receiver->id, error) || error == ETIMEDOUT)) {
             drop_peer(peer, Goodbye::told);
         }
     }
@@ -253,6 +257,8 @@ void server_closed(shbfev_brd_t *brd) {
 void add_peer(shbfev_brd_t *brd, int fd) {
     Peer *peer = brd->peer_count < peers_max ? static_cast<Peer *>(calloc(1, sizeof(Peer))) : nullptr;
     if (peer == nullptr) {
+        const Refused packet = {Kind::refused, ENOSPC};
+        packet_send(fd, &packet, sizeof packet, -1);
         close(fd);
         return;
     }

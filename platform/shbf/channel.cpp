@@ -5,9 +5,11 @@
 // gone. The application lets go with shbf_free or by broadcasting. A receiver lets go by writing the block's
 // sequence to the block's word of its release table, which is looked at when it matters (reap: before
 // allocating and publishing); or by detaching or dying, which clears its bit everywhere
-// (shbf_channel_detach). Sequences are not used twice, so an old word in a table matches nothing. The
-// descriptor of a buffer is sent after the lock is let go. The holder's bit is set before, so the block
-// cannot vanish in between, and is cleared again when the socket did not take the descriptor.
+// (shbf_channel_detach); or it is given up, when it sits on memory that others need (give_up_idle). Either
+// way the arena's head tells it first that its frames are no longer its own. Sequences are not used twice, so
+// an old word in a table matches nothing. The descriptor of a buffer is sent after the lock is let go. The
+// holder's bit is set before, so the block cannot vanish in between, and is cleared again when the socket did
+// not take the descriptor.
 
 #include "shbf/channel.h"
 
@@ -18,6 +20,7 @@
 #include <errno.h>
 #include <stdlib.h>
 #include <sys/mman.h>
+#include <time.h>
 #include <unistd.h>
 
 using namespace shbf;
@@ -25,7 +28,7 @@ using namespace shbf;
 namespace {
 
 constexpr uint32_t arena_buffers = 4;
-constexpr uint32_t arena_least_bytes = 65536;
+constexpr uint32_t arena_least_bytes = 65536 - sizeof(ArenaHead);
 constexpr uint32_t size_most_bytes = 1u << 28;
 
 std::atomic<Channel *> all_channels;
@@ -51,10 +54,10 @@ void free_if_unused(Channel *channel, Block *block) {
     }
 }
 
-/* A closed channel keeps its shared arena only as long as the application owns a buffer of it. */
+/* A closed channel keeps an arena only as long as the application owns a buffer of it. */
 void drop_closed_arena(Channel *channel) {
     Arena *arena = channel->arena;
-    if (channel->closed && arena != nullptr && arena->fd >= 0 && arena->used_blocks == 0) {
+    if (channel->closed && arena != nullptr && arena->used_blocks == 0) {
         set_arena(channel, nullptr);
         arena_close(arena);
     }
@@ -62,6 +65,16 @@ void drop_closed_arena(Channel *channel) {
 
 bool holds(const Receiver *receiver, const Block *block) {
     return (block->holders >> receiver->index & 1) != 0;
+}
+
+bool was_sent(const Receiver *receiver, const Block *block) {
+    return (block->sent >> receiver->index & 1) != 0;
+}
+
+uint32_t now_ms() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
 }
 
 void let_go(Channel *channel, Receiver *receiver, Block *block) {
@@ -86,22 +99,35 @@ void reap(Channel *channel) {
     }
 }
 
+enum class Pressure { none, some, high };
+
+/* By how many of the largest buffers still fit. */
+Pressure pressure(const Channel *channel) {
+    const uint64_t room = arena_room(channel->arena);
+    const uint64_t largest = channel->largest;
+    return room >= 2 * largest ? Pressure::none : 2 * room >= 3 * largest ? Pressure::some : Pressure::high;
+}
+
 /*
  * May `receiver` be sent one more buffer? The fuller the arena, the fewer unreleased buffers a receiver may
  * have: those who keep up lose nothing while others sit on theirs.
  */
 bool admits(const Channel *channel, const Receiver *receiver) {
     constexpr uint32_t held_under_pressure = 3;
+    if (receiver->given_up) {
+        return false;
+    }
     if (receiver->held == 0) {
         return true;
     }
-    const uint64_t room = arena_room(channel->arena);
-    const uint64_t largest = channel->largest;
-    if (room >= 2 * largest) {
+    switch (pressure(channel)) {
+    case Pressure::none:
         return receiver->held < receiver->window;
+    case Pressure::some:
+        return receiver->held < held_under_pressure && receiver->held < receiver->window;
+    default:
+        return false;
     }
-    return 2 * room >= 3 * largest && receiver->held < held_under_pressure &&
-           receiver->held < receiver->window;
 }
 
 // ---- receivers ----
@@ -123,15 +149,69 @@ void enlist(Batch *batch, Receiver *receiver) {
     ++batch->count;
 }
 
-/* Under the lock, also since the loop side closes its eventfd under it: notes that `receiver` missed
- * something, and tells the loop, once for all that comes before it looks. */
+/* Under the lock, also since the loop side closes its eventfd under it: tells the loop of an error, once for
+ * all that come before it looks. */
+void note_error(const Channel *channel, Receiver *receiver, int error) {
+    const uint64_t one = 1;
+    if (receiver->error.exchange(error, std::memory_order_acq_rel) == 0 && channel->wake_fd >= 0 &&
+        write(channel->wake_fd, &one, sizeof one) < 0) {
+        return; // only when 2^64 - 2 wake-ups wait: the loop is awake
+    }
+}
+
+/* Under the lock: `receiver` misses something. */
 void skip(Channel *channel, Receiver *receiver) {
     ++receiver->skipped;
     ++channel->skipped;
-    const uint64_t one = 1;
-    if (receiver->error.exchange(EAGAIN, std::memory_order_acq_rel) == 0 && channel->wake_fd >= 0 &&
-        write(channel->wake_fd, &one, sizeof one) < 0) {
-        return; // only when 2^64 - 2 wake-ups wait: the loop is awake
+    if (!receiver->given_up) {
+        note_error(channel, receiver, EAGAIN);
+    }
+}
+
+/* Takes away all that the receiver holds, and tells it first. */
+void take_back(Channel *channel, Receiver *receiver) {
+    if (channel->arena == nullptr) {
+        return;
+    }
+    arena_head(channel->arena)->given_up[receiver->index].store(receiver->id, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release); // before whatever is written to that memory next
+    for (uint16_t index = 0; receiver->held != 0; ++index) {
+        Block *block = &channel->arena->blocks[index];
+        if (block->used && holds(receiver, block)) {
+            let_go(channel, receiver, block);
+        }
+    }
+}
+
+/* The block that has been held longest, when that is too long. */
+const Block *held_too_long(const Arena *arena) {
+    const uint32_t now = now_ms();
+    uint32_t age = hold_limit_ms;
+    const Block *oldest = nullptr;
+    for (uint16_t index = 0; index != no_block; index = arena->blocks[index].next) {
+        const Block *block = &arena->blocks[index];
+        if (block->used && block->holders != 0 && now - block->sent_ms > age) {
+            age = now - block->sent_ms;
+            oldest = block;
+        }
+    }
+    return oldest;
+}
+
+/* While memory is short: receivers that keep theirs for too long (stopped, hanging, or up to no good) must
+ * not cost the others theirs. */
+void give_up_idle(Channel *channel) {
+    while (pressure(channel) == Pressure::high) {
+        const Block *block = held_too_long(channel->arena);
+        if (block == nullptr) {
+            return;
+        }
+        for (uint32_t holders = block->holders; holders != 0; holders &= holders - 1) {
+            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
+            receiver->given_up = true;
+            take_back(channel, receiver);
+            note_error(channel, receiver, ETIMEDOUT);
+        }
     }
 }
 
@@ -156,6 +236,10 @@ void address_to(Channel *channel, Receiver *receiver, Block *block, Batch *batch
         skip(channel, receiver);
         return;
     }
+    if (block->sent == 0) {
+        block->sent_ms = now_ms();
+    }
+    block->sent |= 1u << receiver->index;
     block->holders |= 1u << receiver->index;
     ++receiver->held;
     enlist(batch, receiver);
@@ -170,6 +254,7 @@ void undo(Channel *channel, Receiver *receiver, const Frame &packet, int error) 
     }
     Block *block = &channel->arena->blocks[packet.slot];
     if (block->used && block->sequence == packet.sequence && holds(receiver, block)) {
+        block->sent &= ~(1u << receiver->index);
         let_go(channel, receiver, block);
     }
     if (error == -EAGAIN) {
@@ -263,6 +348,7 @@ void *shbf_channel_alloc(Channel *channel, uint32_t size) {
     if (size > channel->largest && size <= channel->arena->size) {
         channel->largest = size;
     }
+    give_up_idle(channel);
     const Block *block = arena_alloc(channel->arena, size);
     return block == nullptr ? nullptr : channel->arena->base + block->offset;
 }
@@ -312,8 +398,8 @@ int32_t shbf_channel_broadcast(Channel *channel, void *buffer) {
         reap(channel);
         packet = describe(channel, block);
         for (Receiver *receiver : channel->receivers) {
-            // One that was sent this buffer before has it already.
-            if (receiver != nullptr && !holds(receiver, block)) {
+            // One that was sent this buffer before has it already, or has had it.
+            if (receiver != nullptr && !was_sent(receiver, block)) {
                 address_to(channel, receiver, block, &batch);
             }
         }
@@ -342,7 +428,7 @@ int32_t shbf_channel_send(Channel *channel, int32_t receiver_id, void *buffer) {
             return -ENOENT;
         }
         reap(channel);
-        if (holds(receiver, block)) {
+        if (was_sent(receiver, block)) {
             return -EALREADY;
         }
         packet = describe(channel, block);
@@ -371,7 +457,8 @@ int32_t shbf_channel_message(Channel *channel, int32_t receiver_id, const void *
     int32_t reached = 0;
     for (uint32_t i = 0; i < batch.count; ++i) {
         const int error = packet_send_message(batch.receivers[i]->fd, bytes, static_cast<uint32_t>(length));
-        if (error == -EAGAIN) {
+        // EMSGSIZE: larger than the system's limit for sockets here.
+        if (error == -EAGAIN || error == -EMSGSIZE) {
             const Lock guard(&channel->lock);
             skip(channel, batch.receivers[i]);
         }
@@ -415,6 +502,13 @@ void free_receiver(Receiver *receiver) {
     free(receiver);
 }
 
+/* Under the lock: the next receiver of this index has been sent nothing yet. */
+void forget(Arena *arena, const Receiver *receiver) {
+    for (uint16_t index = 0; arena != nullptr && index != no_block; index = arena->blocks[index].next) {
+        arena->blocks[index].sent &= ~(1u << receiver->index);
+    }
+}
+
 /* Under the lock: finds a place, and welcomes. The lock is held while Welcome is sent so that no frame can
  * overtake it, and so that a peer that has its Welcome is sure to get the next frame. */
 int welcome(Channel *channel, Receiver *receiver, int table) {
@@ -429,7 +523,7 @@ int welcome(Channel *channel, Receiver *receiver, int table) {
     channel->last_id = channel->last_id == INT32_MAX ? 1 : channel->last_id + 1;
     receiver->id = channel->last_id;
     receiver->index = index;
-    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, 0};
+    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, index};
     const int result = packet_send(receiver->fd, &packet, sizeof packet, table);
     if (result == 0) {
         channel->receivers[index] = receiver;
@@ -461,12 +555,8 @@ void shbf_channel_detach(Channel *channel, Receiver *receiver) {
         const Lock guard(&channel->lock);
         channel->receivers[receiver->index] = nullptr;
         --channel->receiver_count;
-        for (uint16_t index = 0; receiver->held != 0; ++index) {
-            Block *block = &channel->arena->blocks[index];
-            if (block->used && holds(receiver, block)) {
-                let_go(channel, receiver, block);
-            }
-        }
+        take_back(channel, receiver);
+        forget(channel->arena, receiver);
         channel->detaching.fetch_add(1, std::memory_order_seq_cst);
         while (receiver->pins.load(std::memory_order_seq_cst) != 0) {
             pthread_cond_wait(&channel->unpinned, &channel->lock);

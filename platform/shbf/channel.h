@@ -33,8 +33,10 @@ struct Receiver {
     uint32_t skipped; // under the lock
     const ReleaseWord *released;
     bool has_arena; // the Arena packet has been sent; under the lock
+    bool given_up;  // holds nothing, is sent nothing, and waits for the loop side to drop it; under the lock
     std::atomic<int32_t> pins;
-    std::atomic<int32_t> error; // errno value that the loop side has not yet reported; 0 for none
+    // errno value that the loop side has not yet reported; 0 for none, ETIMEDOUT when it was given up
+    std::atomic<int32_t> error;
 };
 
 struct Channel {

@@ -15,7 +15,7 @@ using namespace shbf;
 namespace {
 
 constexpr uint32_t slots_trusted_max = 65536;
-constexpr uint32_t arena_trusted_max = 1u << 30;
+constexpr uint32_t arena_trusted_max = (1u << 30) + 65536;
 
 /* Reads a record that must fill the whole packet. */
 template <typename Record>
@@ -30,7 +30,8 @@ bool read_record(const Link *link, int length, Record *record) {
 int take_welcome(Link *link, int length, int passed) {
     Welcome welcome;
     if (link->attached || !read_record(link, length, &welcome) || welcome.magic != wire_magic ||
-        welcome.version != wire_version || welcome.slots > slots_trusted_max) {
+        welcome.version != wire_version || welcome.slots > slots_trusted_max || welcome.receiver <= 0 ||
+        welcome.index >= receivers_max) {
         return -EPROTO;
     }
     const uint32_t bytes = welcome.slots * static_cast<uint32_t>(sizeof(ReleaseWord));
@@ -43,6 +44,8 @@ int take_welcome(Link *link, int length, int passed) {
     }
     link->released = static_cast<ReleaseWord *>(memory);
     link->slots = welcome.slots;
+    link->id = welcome.receiver;
+    link->index = welcome.index;
     link->attached = true;
     return 0;
 }
@@ -50,7 +53,7 @@ int take_welcome(Link *link, int length, int passed) {
 int take_arena(Link *link, int length, int passed) {
     ArenaPacket packet;
     if (!link->attached || link->arena != nullptr || !read_record(link, length, &packet) ||
-        packet.size == 0 || packet.size > arena_trusted_max || passed < 0 ||
+        packet.size <= sizeof(ArenaHead) || packet.size > arena_trusted_max || passed < 0 ||
         !memory_file_is_safe(passed, packet.size)) {
         return -EPROTO;
     }
@@ -68,6 +71,9 @@ int take_frame(const Link *link, int length, shbf_event_t *event) {
     if (link->arena == nullptr || !read_record(link, length, &frame) || frame.slot >= link->slots ||
         frame.offset > link->arena_bytes || frame.size > link->arena_bytes - frame.offset) {
         return -EPROTO;
+    }
+    if (!shbf_link_intact(link)) {
+        return -EPIPE; // given up while this was on its way
     }
     event->kind = SHBF_EVENT_FRAME;
     event->frame.data = link->arena + frame.offset;
@@ -159,9 +165,16 @@ void shbf_link_close(Link *link) {
 }
 
 int shbf_link_receive(Link *link, shbf_event_t *event, bool wait) {
-    int passed;
-    const int length = packet_receive(link->fd, link->packet, packet_max, &passed, wait);
+    int passed = -1;
+    int length = packet_receive(link->fd, link->packet, packet_max, &passed, wait);
+    if (length == -ECONNRESET) {
+        // The broadcaster closed with messages unread; what it had sent before stands behind this.
+        length = packet_receive(link->fd, link->packet, packet_max, &passed, wait);
+    }
     if (length == 0 || length == -ECONNRESET) {
+        if (passed >= 0) {
+            close(passed);
+        }
         return -EPIPE;
     }
     if (length < 0) {
@@ -174,9 +187,22 @@ int shbf_link_receive(Link *link, shbf_event_t *event, bool wait) {
     return result;
 }
 
+bool shbf_link_intact(const Link *link) {
+    return link->arena == nullptr ||
+           !given_up(static_cast<const ArenaHead *>(static_cast<const void *>(link->arena)), link->index,
+                     link->id);
+}
+
+// A word only moves on: a second release of an old frame must not undo that of the slot's next one.
 void shbf_link_release(const Link *link, const shbf_frame_t *frame) {
-    if (frame->slot < link->slots) {
-        link->released[frame->slot].store(frame->sequence, std::memory_order_release);
+    if (frame->slot >= link->slots) {
+        return;
+    }
+    ReleaseWord *word = &link->released[frame->slot];
+    uint32_t before = word->load(std::memory_order_relaxed);
+    while ((before == 0 || static_cast<int32_t>(frame->sequence - before) > 0) &&
+           !word->compare_exchange_weak(before, frame->sequence, std::memory_order_release,
+                                        std::memory_order_relaxed)) {
     }
 }
 

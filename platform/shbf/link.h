@@ -20,6 +20,8 @@ namespace shbf {
 struct Link {
     int fd;        // -1 when not open
     bool attached; // Welcome has come
+    int32_t id;
+    uint32_t index;
     ReleaseWord *released;
     uint32_t slots;
     const uint8_t *arena; // null before the Arena packet
@@ -45,6 +47,9 @@ PLATFORM_API void shbf_link_close(shbf::Link *link);
  * when it is not to be trusted; the broadcaster's reason, negative, when it refused this receiver; -EINTR.
  */
 PLATFORM_API int shbf_link_receive(shbf::Link *link, shbf_event_t *event, bool wait);
+
+/* Are the frames that it holds still its own? */
+PLATFORM_API bool shbf_link_intact(const shbf::Link *link);
 
 PLATFORM_API void shbf_link_release(const shbf::Link *link, const shbf_frame_t *frame);
 PLATFORM_API int32_t shbf_link_send(const shbf::Link *link, const void *bytes, uint32_t length);

@@ -35,13 +35,15 @@ int memory_file_create(const char *name, uint32_t size) {
 }
 
 int memory_file_seal_for_readers(int fd) {
-    // Refused by kernels before 5.1; the read-only descriptor still keeps honest mistakes away there.
+    // Kernels before 5.1 do not know the seal. There the file's mode keeps other users from opening the
+    // descriptor again for writing, and nothing keeps this user's own processes and root from it.
     fcntl(fd, F_ADD_SEALS, F_SEAL_FUTURE_WRITE);
     fcntl(fd, F_ADD_SEALS, F_SEAL_SEAL);
     char path[32];
     snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
     const int readable = open(path, O_RDONLY | O_CLOEXEC);
     const int error = errno;
+    fchmod(fd, 0);
     close(fd);
     return readable >= 0 ? readable : -error;
 }

@@ -18,6 +18,7 @@ struct shbf_rcv {
 namespace {
 
 constexpr int attach_timeout_default_ms = 2000;
+static_assert(SHBF_HOLD_LIMIT_MS == hold_limit_ms);
 
 int64_t now_ms() {
     timespec now;
@@ -50,6 +51,22 @@ int attach(Link *link, const char *path, uint32_t window, int timeout_ms) {
         }
     }
     return result > 0 ? -EPROTO : result;
+}
+
+/* What the broadcaster answers to a query. */
+int take_answer(int fd, shbf_channel_info_t *info) {
+    Info answer;
+    const int length = packet_receive(fd, &answer, sizeof answer, nullptr, false);
+    if (length == static_cast<int>(sizeof answer) && answer.kind == Kind::info) {
+        *info = {answer.receivers,  answer.published, answer.skipped, answer.arena_bytes,
+                 answer.arena_used, answer.buffers,   answer.pid};
+        return 0;
+    }
+    Refused refused{};
+    if (length == static_cast<int>(sizeof refused)) {
+        memcpy(&refused, &answer, sizeof refused);
+    }
+    return refused.kind == Kind::refused && refused.error > 0 ? -refused.error : -EPROTO;
 }
 
 } // namespace
@@ -99,6 +116,10 @@ PLATFORM_API int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, in
     return result;
 }
 
+PLATFORM_API int32_t shbf_rcv_intact(const shbf_rcv_t *receiver) {
+    return shbf_link_intact(&receiver->link) ? 1 : 0;
+}
+
 PLATFORM_API void shbf_rcv_release(shbf_rcv_t *receiver, const shbf_frame_t *frame) {
     shbf_link_release(&receiver->link, frame);
 }
@@ -123,13 +144,7 @@ PLATFORM_API int32_t shbf_channel_query(const char *path, shbf_channel_info_t *i
         result = result == 0 ? -ETIMEDOUT : result;
     }
     if (result > 0) {
-        Info answer;
-        const int length = packet_receive(link.fd, &answer, sizeof answer, nullptr, false);
-        result = length == static_cast<int>(sizeof answer) && answer.kind == Kind::info ? 0 : -EPROTO;
-        if (result == 0) {
-            *info = {answer.receivers,  answer.published, answer.skipped, answer.arena_bytes,
-                     answer.arena_used, answer.buffers,   answer.pid};
-        }
+        result = take_answer(link.fd, info);
     }
     shbf_link_close(&link);
     return result;

@@ -103,6 +103,10 @@ PLATFORM_API shbfev_rcv_t *shbfev_rcv_open(struct ev_loop *loop, const char *pat
     return receiver;
 }
 
+PLATFORM_API int32_t shbfev_rcv_intact(const shbfev_rcv_t *receiver) {
+    return shbf_link_intact(&receiver->link) ? 1 : 0;
+}
+
 PLATFORM_API void shbfev_rcv_release(shbfev_rcv_t *receiver, const shbf_frame_t *frame) {
     shbf_link_release(&receiver->link, frame);
 }

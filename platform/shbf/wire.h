@@ -35,6 +35,8 @@ constexpr uint32_t slots_max = 256;
 constexpr uint32_t window_max = 64;
 constexpr uint32_t window_default = 32;
 constexpr uint32_t message_max = 65536;
+/* How long a receiver may leave a frame unreleased while memory is short. */
+constexpr uint32_t hold_limit_ms = 1000;
 
 enum class Kind : uint32_t {
     hello = 1,
@@ -63,7 +65,7 @@ struct Welcome {
     uint32_t version;
     int32_t receiver;
     uint32_t slots; // words in the release table
-    uint32_t reserved;
+    uint32_t index; // which word of the arena's head tells of this receiver
 };
 
 struct Refused {
@@ -121,6 +123,23 @@ constexpr size_t packet_max = sizeof(Message) + message_max;
 using ReleaseWord = std::atomic<uint32_t>;
 static_assert(sizeof(ReleaseWord) == 4);
 constexpr size_t release_table_bytes = slots_max * sizeof(ReleaseWord);
+
+/*
+ * The first bytes of the arena. When the broadcaster gives up a receiver, whatever for, it stores that
+ * receiver's id in the word of its index before anything that the receiver held is written again. Ids only
+ * grow, so a receiver is given up when its word is its own id or a later one.
+ */
+struct ArenaHead {
+    std::atomic<int32_t> given_up[receivers_max];
+};
+static_assert(sizeof(ArenaHead) == 128);
+
+/* Has the receiver been given up? What was read from a frame before this call, and only that, was whole if
+ * the answer is no. */
+inline bool given_up(const ArenaHead *head, uint32_t index, int32_t id) {
+    std::atomic_thread_fence(std::memory_order_acquire);
+    return head->given_up[index].load(std::memory_order_relaxed) >= id;
+}
 
 } // namespace shbf
 

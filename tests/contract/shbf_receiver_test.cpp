@@ -147,6 +147,36 @@ TEST_F(Receiver, ReleaseMayComeInAnyOrderAndTwice) {
     EXPECT_EQ(info.skipped, 0U);
 }
 
+TEST_F(Receiver, ALateSecondReleaseDoesNotUndoThatOfTheNextFrameInThePlace) {
+    TestChannel channel(path);
+    open(4);
+    shbf_event_t first;
+    ASSERT_EQ(channel.publish(100), 1);
+    ASSERT_EQ(shbf_rcv_next(receiver_, &first, 5000), 1);
+    shbf_rcv_release(receiver_, &first.frame);
+    shbf_event_t second;
+    ASSERT_EQ(channel.publish(100), 1);
+    ASSERT_EQ(shbf_rcv_next(receiver_, &second, 5000), 1);
+    ASSERT_EQ(second.frame.slot, first.frame.slot);
+    shbf_rcv_release(receiver_, &second.frame);
+    shbf_rcv_release(receiver_, &first.frame);
+    shbf_channel_info_t info;
+    ASSERT_EQ(shbf_channel_query(path, &info, 5000), 0);
+    EXPECT_EQ(info.buffers, 0U);
+}
+
+TEST_F(Receiver, FramesAreIntactUntilTheReceiverIsGivenUp) {
+    TestChannel channel(path);
+    open(4);
+    EXPECT_EQ(shbf_rcv_intact(receiver_), 1) << "before the first frame";
+    ASSERT_EQ(channel.publish(100), 1);
+    ASSERT_EQ(shbf_rcv_next(receiver_, &event_, 5000), 1);
+    EXPECT_EQ(shbf_rcv_intact(receiver_), 1);
+    channel.destroy();
+    EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 5000), -EPIPE);
+    EXPECT_EQ(shbf_rcv_intact(receiver_), 0);
+}
+
 TEST_F(Receiver, AnotherThreadMayRelease) {
     TestChannel channel(path);
     open(2);

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <list>
 #include <random>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -28,9 +29,10 @@ constexpr const char *path = "/run/test_channel";
 
 class Robustness : public testing::Test {
   protected:
-    static Process probe(const char *mode) {
-        return Process({std::string(STRELL_BIN_DIR) + "/shbf_probe", path, mode});
+    static std::vector<std::string> probe_command(const char *mode) {
+        return {std::string(STRELL_BIN_DIR) + "/shbf_probe", path, mode};
     }
+    static Process probe(const char *mode) { return Process(probe_command(mode)); }
     static shbf_channel_info_t query() {
         shbf_channel_info_t info{};
         EXPECT_EQ(shbf_channel_query(path, &info, 5000), 0);
@@ -132,7 +134,7 @@ TEST_F(Robustness, AStoppedReceiverIsSkippedAndOthersMissNothing) {
     victim.signal(SIGSTOP);
     constexpr uint32_t frames = 300;
     for (uint32_t i = 1; i <= frames; ++i) {
-        ASSERT_GE(channel.publish(2000, static_cast<uint8_t>(i), 8000), 1);
+        ASSERT_GE(channel.publish(500, static_cast<uint8_t>(i), 1000), 1);
         ASSERT_TRUE(eventually([&] { return witness.frames == i; }));
     }
     EXPECT_TRUE(channel.saw("error 2 11"));
@@ -142,6 +144,44 @@ TEST_F(Robustness, AStoppedReceiverIsSkippedAndOthersMissNothing) {
     EXPECT_TRUE(eventually([&] { return query().arena_used == 0; })) << "it releases what it finds";
     ASSERT_EQ(channel.publish(2000, 1), 2) << "and is served again";
     EXPECT_TRUE(victim.saw("frame " + std::to_string(frames + 1)));
+}
+
+TEST_F(Robustness, ReceiversThatHoldForEverAreGivenUpWhenMemoryIsShort) {
+    TestChannel channel(path);
+    std::list<Process> hoarders;
+    for (uint32_t i = 1; i <= 8; ++i) {
+        hoarders.emplace_back(probe_command("hold"));
+        ASSERT_TRUE(hoarders.back().saw("attached"));
+        // One at a time, so that no two hold the same.
+        channel.publish(12000, static_cast<uint8_t>(i), 16000);
+        ASSERT_TRUE(eventually([&] { return query().receivers <= i; }));
+    }
+    hoarders.front().signal(SIGSTOP);
+    Witness witness;
+    ASSERT_TRUE(eventually([&] { return channel.publish(12000, 9, 16000) >= 0 && witness.frames >= 100; }));
+    EXPECT_TRUE(channel.saw("error 1 " + std::to_string(ETIMEDOUT))) << "also the one that is stopped";
+    EXPECT_TRUE(channel.saw("closed 1"));
+    EXPECT_EQ(witness.torn, 0U);
+    hoarders.front().signal(SIGCONT);
+    EXPECT_TRUE(hoarders.front().saw("closed " + std::to_string(EPIPE)));
+}
+
+TEST_F(Robustness, AMessageCountsAlsoWhenItsSenderLeftFramesUnread) {
+    TestChannel channel(path);
+    for (int round = 1; round <= 20; ++round) {
+        const std::string id = std::to_string(round);
+        shbf_rcv_t *receiver = shbf_rcv_open(path, nullptr);
+        ASSERT_NE(receiver, nullptr);
+        ASSERT_TRUE(channel.saw("new " + id));
+        ASSERT_EQ(channel.publish(100), 1);
+        // The loop must find message and end together.
+        channel.loop.call([&] {
+            EXPECT_EQ(shbf_rcv_send(receiver, "REQ_IDR", 7), 0);
+            shbf_rcv_close(receiver);
+        });
+        ASSERT_TRUE(channel.saw("closed " + id));
+        EXPECT_EQ(channel.count("message " + id + " REQ_IDR"), 1);
+    }
 }
 
 TEST_F(Robustness, ProducersOnSeveralThreadsWhileReceiversComeAndGo) {

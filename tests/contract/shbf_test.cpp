@@ -1,6 +1,7 @@
 // libshbf and libshbfev, the broadcaster's side: the life of a channel and of a buffer.
 
 #include "libshbf_receiver.h"
+#include "shbf/wire.h"
 #include "support/channel_fixture.h"
 
 #include <cerrno>
@@ -146,7 +147,7 @@ TEST_F(Shbf, TheArenaIsFourTimesTheFirstSize) {
     EXPECT_EQ(query().arena_bytes, 0U) << "none before the first allocation";
     shbf_free(shbfev_brd_alloc(channel.brd, 409600 + 32));
     const uint32_t page = static_cast<uint32_t>(sysconf(_SC_PAGESIZE));
-    EXPECT_EQ(query().arena_bytes, ((409600U + 32) * 4 + page - 1) / page * page);
+    EXPECT_EQ(query().arena_bytes, (sizeof(shbf::ArenaHead) + (409600U + 32) * 4 + page - 1) / page * page);
 }
 
 TEST_F(Shbf, TheArenaHasALeastSize) {
@@ -177,7 +178,7 @@ TEST_F(Shbf, AllocationOfMoreThanTheArenaFails) {
     shbf_free(shbfev_brd_alloc(channel.brd, 100));
     EXPECT_EQ(shbfev_brd_alloc(channel.brd, arena_least_bytes + 1), nullptr);
     EXPECT_EQ(shbfev_brd_alloc(channel.brd, UINT32_MAX), nullptr);
-    void *whole = shbfev_brd_alloc(channel.brd, arena_least_bytes);
+    void *whole = shbfev_brd_alloc(channel.brd, arena_least_bytes - sizeof(shbf::ArenaHead));
     EXPECT_NE(whole, nullptr);
     shbf_free(whole);
 }
@@ -308,6 +309,38 @@ TEST_F(Shbf, ABufferMayBeSentInTurnAndThenBroadcast) {
         EXPECT_EQ(event.frame.number, 1U);
         EXPECT_EQ(shbf_rcv_next(receiver, &event, 0), 0);
     }
+}
+
+TEST_F(Shbf, ABufferIsSentToAReceiverOnceAlsoWhenItWasReleased) {
+    TestChannel channel(path);
+    auto receiver = attach(path);
+    ASSERT_TRUE(channel.saw("new 1"));
+    void *buffer = shbfev_brd_alloc(channel.brd, 100);
+    ASSERT_EQ(shbfev_brd_send(channel.brd, 1, buffer), 0);
+    EXPECT_EQ(shbfev_brd_send(channel.brd, 1, buffer), -EALREADY);
+    shbf_event_t event;
+    ASSERT_EQ(shbf_rcv_next(receiver.get(), &event, 5000), 1);
+    shbf_rcv_release(receiver.get(), &event.frame);
+    EXPECT_EQ(shbfev_brd_send(channel.brd, 1, buffer), -EALREADY)
+        << "its old release would count for this one";
+    EXPECT_EQ(shbfev_brd_broadcast(channel.brd, buffer), 0);
+    EXPECT_EQ(shbf_rcv_next(receiver.get(), &event, 0), 0);
+    EXPECT_EQ(query().buffers, 0U);
+}
+
+TEST_F(Shbf, ASuccessorInTheSamePlaceIsSentABufferThatItsPredecessorHad) {
+    TestChannel channel(path);
+    auto first = attach(path);
+    ASSERT_TRUE(channel.saw("new 1"));
+    void *buffer = shbfev_brd_alloc(channel.brd, 100);
+    ASSERT_EQ(shbfev_brd_send(channel.brd, 1, buffer), 0);
+    first.reset();
+    ASSERT_TRUE(channel.saw("closed 1"));
+    auto second = attach(path);
+    ASSERT_TRUE(channel.saw("new 2"));
+    EXPECT_EQ(shbfev_brd_send(channel.brd, 2, buffer), 0);
+    shbf_free(buffer);
+    EXPECT_EQ(query().buffers, 1U);
 }
 
 TEST_F(Shbf, FreeAfterBroadcastChangesNothing) {
@@ -469,8 +502,8 @@ TEST_F(Shbf, AnyOtherAnswerToAnErrorDropsTheReceiver) {
     EXPECT_EQ(query().receivers, 0U);
     EXPECT_EQ(query().buffers, 0U);
     shbf_event_t event;
-    ASSERT_EQ(shbf_rcv_next(receiver.get(), &event, 5000), 1) << "what was sent before is still there";
-    EXPECT_EQ(shbf_rcv_next(receiver.get(), &event, 5000), -EPIPE);
+    EXPECT_EQ(shbf_rcv_next(receiver.get(), &event, 5000), -EPIPE) << "what was sent before is taken back";
+    EXPECT_EQ(shbf_rcv_intact(receiver.get()), 0);
 }
 
 TEST_F(Shbf, ThoseWhoKeepUpLoseNothingWhileOneHoldsAllItCan) {

@@ -16,11 +16,13 @@ using namespace shbf;
 
 namespace {
 
-constexpr uint32_t arena_bytes = 65536;
+constexpr uint32_t head = sizeof(ArenaHead);
+constexpr uint32_t arena_bytes = 65536 - head;
+constexpr uint32_t file_bytes = 65536;
 
 /* What must hold after every operation. */
 void check(const Arena *arena) {
-    uint32_t offset = 0;
+    uint32_t offset = head;
     uint32_t used_bytes = 0;
     uint32_t used_blocks = 0;
     uint16_t previous = no_block;
@@ -64,7 +66,7 @@ TEST_F(ArenaTest, SizesAreRoundedUpToUnits) {
     EXPECT_EQ(nothing->size, 0U);
     const Block *one = arena_alloc(arena_, 65);
     EXPECT_EQ(one->length, 128U);
-    EXPECT_EQ(one->offset, 64U);
+    EXPECT_EQ(one->offset, head + 64);
     check(arena_);
 }
 
@@ -98,23 +100,24 @@ TEST_F(ArenaTest, TrimGivesTheTailToTheNextBlock) {
     EXPECT_EQ(a->size, 100U);
     EXPECT_EQ(arena_room(arena_), arena_bytes - 128);
     const Block *b = arena_alloc(arena_, 1000);
-    EXPECT_EQ(b->offset, 128U);
+    EXPECT_EQ(b->offset, head + 128);
 }
 
 TEST_F(ArenaTest, FirstFitTakesTheLowestPlace) {
     Block *a = arena_alloc(arena_, 1024);
     arena_alloc(arena_, 1024);
     arena_free(arena_, a);
-    EXPECT_EQ(arena_alloc(arena_, 512)->offset, 0U);
-    EXPECT_EQ(arena_alloc(arena_, 1024)->offset, 2048U) << "the hole that is left is too small";
+    EXPECT_EQ(arena_alloc(arena_, 512)->offset, head);
+    EXPECT_EQ(arena_alloc(arena_, 1024)->offset, head + 2048) << "the hole that is left is too small";
 }
 
 TEST_F(ArenaTest, FindKnowsOnlyTheBeginningOfUsedBlocks) {
     Block *block = arena_alloc(arena_, 1000);
-    EXPECT_EQ(arena_find(arena_, arena_->base), block);
-    EXPECT_EQ(arena_find(arena_, arena_->base + 64), nullptr);
-    arena_free(arena_, block);
+    EXPECT_EQ(arena_find(arena_, arena_->base + head), block);
+    EXPECT_EQ(arena_find(arena_, arena_->base + head + 64), nullptr);
     EXPECT_EQ(arena_find(arena_, arena_->base), nullptr);
+    arena_free(arena_, block);
+    EXPECT_EQ(arena_find(arena_, arena_->base + head), nullptr);
 }
 
 TEST_F(ArenaTest, WithoutSpareBlocksTheRestOfTheRunIsTaken) {
@@ -166,22 +169,22 @@ TEST_F(ArenaTest, AnyOrderOfAllocationsTrimsAndFrees) {
 
 TEST_F(ArenaTest, TheDescriptorForReadersCannotBeUsedToWrite) {
     ASSERT_GE(arena_->fd, 0);
-    EXPECT_EQ(mmap(nullptr, arena_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, arena_->fd, 0), MAP_FAILED);
+    EXPECT_EQ(mmap(nullptr, file_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, arena_->fd, 0), MAP_FAILED);
     EXPECT_EQ(write(arena_->fd, "x", 1), -1);
     EXPECT_NE(ftruncate(arena_->fd, 0), 0);
-    void *readable = mmap(nullptr, arena_bytes, PROT_READ, MAP_SHARED, arena_->fd, 0);
+    void *readable = mmap(nullptr, file_bytes, PROT_READ, MAP_SHARED, arena_->fd, 0);
     ASSERT_NE(readable, MAP_FAILED);
-    EXPECT_NE(mprotect(readable, arena_bytes, PROT_READ | PROT_WRITE), 0);
+    EXPECT_NE(mprotect(readable, file_bytes, PROT_READ | PROT_WRITE), 0);
     arena_->base[5] = 77;
     EXPECT_EQ(static_cast<const uint8_t *>(readable)[5], 77);
-    munmap(readable, arena_bytes);
+    munmap(readable, file_bytes);
 }
 
 TEST_F(ArenaTest, NobodyCanMakeAWritableDescriptorOutOfIt) {
     const std::string again = "/proc/self/fd/" + std::to_string(arena_->fd);
     const int fd = open(again.c_str(), O_RDWR);
     if (fd >= 0) {
-        EXPECT_EQ(mmap(nullptr, arena_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0), MAP_FAILED);
+        EXPECT_EQ(mmap(nullptr, file_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0), MAP_FAILED);
         EXPECT_EQ(write(fd, "x", 1), -1);
         close(fd);
     }
@@ -190,8 +193,8 @@ TEST_F(ArenaTest, NobodyCanMakeAWritableDescriptorOutOfIt) {
 TEST_F(ArenaTest, AllOfItIsAllocatedAtOnce) {
     struct stat status {};
     ASSERT_EQ(fstat(arena_->fd, &status), 0);
-    EXPECT_EQ(status.st_size, static_cast<off_t>(arena_bytes));
-    EXPECT_GE(status.st_blocks * 512, static_cast<blkcnt_t>(arena_bytes));
+    EXPECT_EQ(status.st_size, static_cast<off_t>(file_bytes));
+    EXPECT_GE(status.st_blocks * 512, static_cast<blkcnt_t>(file_bytes));
 }
 
 TEST(PrivateArena, HasNoDescriptor) {
