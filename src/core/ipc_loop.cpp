@@ -22,7 +22,7 @@ struct SettingsWatch {
 
 // In the order of registration. bind_status, power, watermark, wdr, flip, regioncode and flicker stand before
 // these, motion_region, lsd_threshold, night_mode, motion_detection_enable and algo_sensitivity behind them,
-// as soon as each has its handler.
+// as soon as each has its handler. The message of lsd_threshold names "regioncode": it needs a column then.
 constexpr SettingsWatch settings_watches[] = {
     {"nvram", "hot_config", hot_config_cb},
     {"mem", "hot_status", hot_status_cb},
@@ -69,11 +69,12 @@ void on_stop(struct ev_loop * /*loop*/, ev_async * /*watcher*/, int /*revents*/)
 } // namespace
 
 void stop_ipc_loop(void) {
-    if (ev_default_loop_uc_() == nullptr) {
-        return; // no loop yet, or no more: asking for one would make it, in a signal handler
+    // Not ev_default_loop: where there is no loop yet, or no more, that makes one, in a signal handler.
+    struct ev_loop *loop = ev_default_loop_uc_();
+    if (loop != nullptr) {
+        ev_async_send(loop, &ipc_stop_async);
+        ev_break(loop, EVBREAK_ALL);
     }
-    ev_async_send(ev_default_loop(0), &ipc_stop_async);
-    ev_break(ev_default_loop(0), EVBREAK_ALL);
 }
 
 void destroy_shbf_servers(int32_t count) {
@@ -91,7 +92,8 @@ void *ipc_thread(void * /*argument*/) {
     settings_handle = libmortoxev_config_open(loop, 0);
     int32_t registration = -1;
     register_watches(&registration);
-    // The command socket comes here; without one the thread ends at this point.
+    // The command socket is opened here, and accepts from here on. Without one the thread ends at this point,
+    // with nothing torn down: the connection to the store stays open.
     ev_async_init(&ipc_stop_async, on_stop);
     ev_async_start(loop, &ipc_stop_async);
     const Created created = create_channels();
@@ -103,5 +105,6 @@ void *ipc_thread(void * /*argument*/) {
     destroy_shbf_servers(created.media_channels);
     libmortoxev_close(loop, settings_handle);
     ev_loop_destroy(ev_default_loop(0));
+    // The command socket is closed here.
     return nullptr;
 }

@@ -23,8 +23,9 @@ void *ipc_thread(void *argument);
 
 /*
  * Makes the loop end. Any thread, and the signal handler, at any time. Where there is no loop, before the
- * thread has made it and after it has destroyed it, there is nothing to stop; a stop while the thread is
- * still setting up is forgotten. (The signal handler ends the process in each case.)
+ * thread has made it and after it has destroyed it, there is nothing to stop. A stop before the thread can be
+ * woken is forgotten; one while it creates the channels ends the loop as soon as it runs. (The signal handler
+ * ends the process in each case.)
  */
 void stop_ipc_loop(void);
 

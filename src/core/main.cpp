@@ -34,10 +34,14 @@ int run_workers(pthread_t ipc_tid) {
         device_status.running = 0;
         return -1;
     }
-    // Audio, the overlay, analytics and the infrared-cut controller start here, in this order.
+    // Audio starts here; when it cannot, `running` is cleared and the joins begin with the video threads.
+    // The overlay follows; when it cannot start, `running` stays, and the joins begin with the audio threads.
+    // Only with all of them up: analytics, then the infrared-cut controller.
     log_info("video_tid is =[%u, %u]\n", printable(video_tid[0]), printable(video_tid[1]));
+    // "audio_tid is =[%u,%u]\n"
     log_info("ipc_tid is =[%u]\n", printable(ipc_tid));
-    // The overlay and audio are joined here.
+    // "osd_tid is =[%u]\n"
+    // Joins: the overlay (683), audio capture (686), audio playback (688).
     join(video_tid[0], 691);
     join(video_tid[1], 693);
     return 0;

@@ -1,7 +1,9 @@
-// The handler does more than a handler may by the book. It works because of who it interrupts: a process-wide
-// signal goes to the main thread, which sits in pthread_join and holds no lock. Of what it calls, the log
-// neither allocates nor locks, stopping the loop is a flag and a wake-up, and board_system_exit is
-// async-signal-safe by contract.
+// The handler does more than a handler may by the book. As a rule it interrupts the main thread, which takes
+// the process's signals and sits in pthread_join without a lock. But it also runs in the middle of the
+// start-up, in a thread that has faulted, and in a second thread when a second signal comes while the first
+// is handled. So what it calls must be fit for all that: the log neither allocates nor locks, stopping the
+// loop is a flag and a wake-up, board_system_exit may be called again and again and by several threads, by
+// contract.
 
 #include "core/signals.h"
 

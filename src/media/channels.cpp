@@ -62,7 +62,7 @@ int32_t on_receiver_error(void * /*user*/, int32_t receiver, int32_t error_numbe
 /*
  * What answers the messages of a media channel. Players' audio (channel 5), raw frame requests (2) and
  * snapshot requests (3) are told apart first; whatever is none of these may ask for a key frame, audio
- * included.
+ * included. The handlers of these three come with what they ask for; until then nobody listens there.
  */
 shbfev_message_callback message_handler(int32_t index) {
     if (index == channel_audio_play || index == channel_raw_stream || index == channel_jpeg) {

@@ -52,7 +52,27 @@ TEST_F(Start, WithoutAStoreEndsWithStatusOne) {
     EXPECT_EQ(system_.daemon->count("error libmortox_open faild."), 1U);
 }
 
-TEST_F(Start, AnEmptyStoreGetsTheDefaultProfileOfTheSensor) {
+TEST_F(Start, OnAnEmptyStoreEverythingHasItsDefault) {
+    system_.start_empty_store();
+    system_.start_board();
+    system_.start_daemon();
+    ASSERT_TRUE(system_.daemon_is_up()) << system_.daemon->output();
+    EXPECT_EQ(system_.daemon->count("Hot Config Get faild."), 1U);
+    EXPECT_EQ(system_.daemon->count("device status is {0,1,1,0,0}"), 1U);
+    EXPECT_EQ(System::get("hot_config"),
+              R"({"id":0,"icon":0,"cch":0,"pt":[1,1],"bps":[7,0],"fps":[15,15],"res":[4,2]})");
+}
+
+TEST_F(Start, TakesNoArguments) {
+    system_.start_store();
+    system_.start_board();
+    system_.daemon = std::make_unique<support::Process>(
+        std::vector<std::string>{support::program("strell_v2"), "--help", "x"});
+    ASSERT_TRUE(system_.daemon_is_up()) << system_.daemon->output();
+    EXPECT_TRUE(system_.streams_run());
+}
+
+TEST_F(Start, AProfileThatIsNoneGivesWayToTheDefaultOfTheSensor) {
     for (const auto &[sensor, profile] :
          {std::pair{"400", R"({"id":0,"icon":0,"cch":0,"pt":[1,1],"bps":[7,0],"fps":[15,15],"res":[4,2]})"},
           std::pair{"300",
@@ -148,7 +168,7 @@ TEST_F(Start, SocketsOfADaemonThatWasKilledAreReplaced) {
     EXPECT_TRUE(system_.streams_run());
 }
 
-TEST_F(Start, AnUnboundCameraNeverTouchesTheEncoder) {
+TEST_F(Start, AnUnboundCameraBringsNoVideo) {
     system_.start_store();
     ASSERT_TRUE(System::set("bind_status", "no"));
     system_.start_board();

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <fstream>
 #include <stdexcept>
 #include <sys/socket.h>
 #include <sys/un.h>
@@ -45,6 +47,22 @@ System::~System() {
     end(&daemon);
     end(&board);
     end(&store);
+}
+
+pid_t thread_named(pid_t pid, const std::string &name) {
+    for (const auto &task : std::filesystem::directory_iterator("/proc/" + std::to_string(pid) + "/task")) {
+        std::string found;
+        std::getline(std::ifstream(task.path() / "comm"), found);
+        if (found == name) {
+            return std::stoi(task.path().filename());
+        }
+    }
+    return 0;
+}
+
+void System::start_empty_store() {
+    seeded_ = true;
+    start_store({"--memory", "nvram", "--memory", "mem"});
 }
 
 void System::start_store(const std::vector<std::string> &namespaces) {

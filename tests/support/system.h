@@ -31,6 +31,8 @@ class System {
      * call. */
     void start_store(const std::vector<std::string> &namespaces = {"--persistent", "nvram=FILE", "--memory",
                                                                    "mem"});
+    /* The store with nothing in it, in memory. */
+    void start_empty_store();
     void start_board(const std::vector<std::string> &arguments = {});
     void start_daemon(const Process::Environment &environment = {});
     /* All three, and waits until both streams bring frames. */
@@ -62,6 +64,9 @@ struct ReceiverCloser {
 };
 using ReceiverHandle = std::unique_ptr<shbf_rcv_t, ReceiverCloser>;
 ReceiverHandle attach(const char *path, uint32_t window = 0);
+
+/* The thread of a process that has this name; 0 when there is none. */
+pid_t thread_named(pid_t pid, const std::string &name);
 
 /* The path of a program of this build. */
 std::string program(const std::string &name);

@@ -5,6 +5,7 @@
 #include "media/channels.h"
 #include "script/daemon_test.h"
 #include "settings/change_handlers.h"
+#include "settings/device_status.h"
 
 #include <ev.h>
 #include <thread>
@@ -325,6 +326,27 @@ TEST_F(IpcLoop, IsStoppedByTheWakeUpAloneWhenTheBreakCameTooEarly) {
     inside_loop([] { FAIL() << "the loop went on"; }, 10.);
     run_and_stop(); // stops between the log line and ev_run, which forgets earlier breaks
     EXPECT_EQ(script.count("info: ipc_thread(),2542\n"), 1U);
+}
+
+TEST_F(IpcLoop, StoppedWhileItCreatesItsChannelsEndsAsSoonAsItRuns) {
+    inside_loop([] { FAIL() << "the loop went on"; }, 10.);
+    script.when("shbfev_brd_create(/run/video_mainstream)", stop_ipc_loop);
+    run();
+    EXPECT_TRUE(script.has("info: start mainloop"));
+    EXPECT_EQ(script.count("info: ipc_thread(),2542\n"), 1U);
+}
+
+TEST_F(IpcLoop, DoesNotLookAtTheRunFlag) {
+    device_status.running = 0;
+    bool went_on = false;
+    inside_loop(
+        [&] {
+            went_on = true;
+            stop_ipc_loop();
+        },
+        0.02);
+    run();
+    EXPECT_TRUE(went_on);
 }
 
 TEST_F(IpcLoop, StoppedAtAllLevelsDoesNotGoOn) {

@@ -203,6 +203,42 @@ TEST_F(Main, StoreThatDoesNotOpenEndsTheProcessBeforeTheBoardIsTouched) {
               (Entries{"libmortox_config_open(0)", "log: libmortox_open faild.\n", "exit(1)"}));
 }
 
+TEST_F(Main, WithoutAStoredProfileStartsWithTheDefaultOfItsSensor) {
+    script.store.erase("nvram:default:hot_config");
+    EXPECT_EQ(run(), 0);
+    EXPECT_TRUE(script.has(
+        "control_venc_dynamically(ready 1 bind 1 [pt 1 reserved 0 bitrate 1400000 fps 15 2560x1440] "
+        "[pt 1 reserved 0 bitrate 256000 fps 15 640x360])"));
+    EXPECT_TRUE(script.has("board_system_init(1)"));
+}
+
+struct LostDefault {
+    const char *name;
+    void (*lose)(script::Script &script);
+    const char *message;
+};
+
+class MainWithoutDefault : public Main, public testing::WithParamInterface<LostDefault> {};
+
+TEST_P(MainWithoutDefault, EndsWithTheStoreClosedOnceAndTheBoardUntouched) {
+    script.store.erase("nvram:default:hot_config");
+    GetParam().lose(script);
+    EXPECT_EQ(exit_status_of([this] { run(); }), 1);
+    EXPECT_EQ(script.count(GetParam().message), 1U);
+    EXPECT_EQ(script.count("libmortox_close"), 1U);
+    EXPECT_EQ(script.count("control_venc_dynamically"), 0U);
+    EXPECT_EQ(script.count("board_system_"), 0U);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Because, MainWithoutDefault,
+    testing::Values(LostDefault{"ItIsRefused", [](script::Script &script) { script.profile_result = -1; },
+                                "err: Get hot config fail ..."},
+                    LostDefault{"ItCannotBeStored",
+                                [](script::Script &script) { script.set_fails = {"hot_config"}; },
+                                "err: Save Default HotConfig to nvram fail ..."}),
+    [](const auto &row) { return std::string(row.param.name); });
+
 TEST_F(Main, WithoutAnyProfileTheProcessEndsBeforeTheBoardIsTouched) {
     script.store.erase("nvram:default:hot_config");
     script.device_type_result = -1;

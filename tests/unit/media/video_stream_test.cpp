@@ -260,6 +260,11 @@ TEST_P(VideoStream, MeasuresTimeInWholeMicrosecondsOfSixtyFourBits) {
     EXPECT_EQ(rates(), (Entries{"fps: 0.000000\n", "fps: 24.999999\n", "fps: 0.000000\n"}));
 }
 
+TEST_P(VideoStream, LogsARateWithoutAnyTimeFourCharactersWide) {
+    run({frame(1200, 1, 80000000), frame(2400, 0, 80000000)});
+    EXPECT_EQ(rates(), (Entries{"fps: 15.000000\n", "fps:  inf\n"}));
+}
+
 TEST_F(VideoStreamTest, ThreadsShareNothingButTheFlags) {
     run(0, times(201, error) + Answers{key_frame_needed});
     script.journal.clear();
