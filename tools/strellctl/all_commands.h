@@ -11,10 +11,15 @@ namespace ctl {
 
 int run_status(const Arguments &arguments);
 int run_watch(const Arguments &arguments);
+int run_record(const Arguments &arguments);
+int run_idr(const Arguments &arguments);
 int run_get(const Arguments &arguments);
 int run_set(const Arguments &arguments);
 int run_unset(const Arguments &arguments);
 int run_list(const Arguments &arguments);
+int run_monitor(const Arguments &arguments);
+int run_reload(const Arguments &arguments);
+int run_completion(const Arguments &arguments);
 
 } // namespace ctl
 

@@ -1,9 +1,11 @@
 // strellctl watch: how a stream runs, live.
 
 #include "strellctl/all_commands.h"
+#include "strellctl/bitstream.h"
 #include "strellctl/clock.h"
 #include "strellctl/diagnosis.h"
 #include "strellctl/failure.h"
+#include "strellctl/format_json.h"
 #include "strellctl/json.h"
 #include "strellctl/live_lines.h"
 #include "strellctl/output.h"
@@ -39,7 +41,6 @@ class Watch {
     std::string object(uint64_t now_us) const;
     std::string summary() const;
     std::string summary_object(uint64_t now_us) const;
-    void add_format(JsonObject *object) const;
     void add_totals(JsonObject *object) const;
 
     const Stream &stream_;
@@ -49,20 +50,19 @@ class Watch {
     LiveLines live_{STDOUT_FILENO};
     StreamStatistics statistics_;
     Totals told_; // as of the last JSON object
-    std::optional<StreamFormat> format_;
+    FormatFinder format_;
 };
 
 void Watch::add(const Receiver &video) {
     const FrameView &frame = video.frame();
     statistics_.add({frame.info.timestamp_us, video.received_us(), frame.info.seq, frame.info.len,
                      frame.info.is_key != 0, video.skipped()});
-    format_ = format_in_header(frame.info);
+    format_.add(frame);
 }
 
 std::string Watch::line(uint64_t now_us) const {
-    std::string text =
-        format("%-4s  %s  %4.1f fps  %s", stream_.name, format_ ? format_text(*format_).c_str() : "?",
-               statistics_.fps(now_us), bitrate_text(statistics_.bits_per_s(now_us)).c_str());
+    std::string text = format("%-4s  %s  %4.1f fps  %s", stream_.name, format_text(format_.format()).c_str(),
+                              statistics_.fps(now_us), bitrate_text(statistics_.bits_per_s(now_us)).c_str());
     if (statistics_.key_interval().count > 0) {
         text += format("  key every %.2f s", seconds_of(statistics_.key_interval().last_us));
     }
@@ -70,15 +70,6 @@ std::string Watch::line(uint64_t now_us) const {
         text += format("  latency %.0f ms", ms_of(statistics_.last_latency_us()));
     }
     return text + format("  lost %llu", static_cast<unsigned long long>(statistics_.totals().lost));
-}
-
-void Watch::add_format(JsonObject *object) const {
-    if (format_) {
-        object->add("codec", codec_name(format_->codec));
-        object->add("width", format_->width).add("height", format_->height);
-    } else {
-        object->add_null("codec").add_null("width").add_null("height");
-    }
 }
 
 void Watch::add_totals(JsonObject *object) const {
@@ -91,7 +82,7 @@ std::string Watch::object(uint64_t now_us) const {
     JsonObject object;
     object.add("kind", "second").add("stream", stream_.name);
     object.add("elapsed_s", seconds_of(now_us - began_us_), 3);
-    add_format(&object);
+    add_format(&object, format_.format());
     object.add("fps", statistics_.fps(now_us), 2);
     object.add("bits_per_s", static_cast<int64_t>(statistics_.bits_per_s(now_us)));
     object.add("frames", totals.frames - told_.frames);
@@ -129,7 +120,7 @@ std::string Watch::summary_object(uint64_t now_us) const {
     JsonObject object;
     object.add("kind", "summary").add("stream", stream_.name);
     object.add("elapsed_s", seconds_of(now_us - began_us_), 3);
-    add_format(&object);
+    add_format(&object, format_.format());
     object.add("fps", statistics_.average_fps(), 2);
     object.add("bits_per_s", static_cast<int64_t>(statistics_.average_bits_per_s()));
     object.add("frames", totals.frames).add("key_frames", totals.key_frames).add("bytes", totals.bytes);

@@ -9,6 +9,8 @@ namespace ctl {
 
 namespace {
 
+constexpr size_t most_settings = 1000; // a store takes 1024 watches from one client
+
 constexpr Option json_option = {"--json", nullptr, "for programs; docs/strellctl.md lists the members"};
 constexpr Option force_option = {"--force", nullptr, "stores it unchecked"};
 
@@ -16,6 +18,8 @@ constexpr std::array status_options = {
     Option{"--follow", nullptr, "goes on until Ctrl-C, one live line for each stream"}, json_option};
 constexpr std::array watch_options = {Option{"-t", "SECONDS", "ends after so long; otherwise at Ctrl-C"},
                                       json_option};
+constexpr std::array record_options = {
+    Option{"-t", "SECONDS", "ends after so long, by the frames' capture times; otherwise at Ctrl-C"}};
 constexpr std::array set_options = {force_option};
 constexpr std::array list_options = {Option{
     "--known", nullptr, "every setting that strell_v2 reads, what it does, its value or (what holds)"}};
@@ -33,6 +37,34 @@ constexpr char watch_details[] =
     R"(Attaches to a stream and shows each second: frame rate (over 2 s), bitrate (over 4 s), time from key frame to
 key frame, latency from capture to receipt, and frames lost on the way. A summary comes at the end.
 )";
+
+constexpr char record_details[] =
+    R"(Records a stream from its next key frame on, for which it asks. The ending of FILE decides what it becomes:
+  .mp4 .mkv             a file for players
+  .h265 .hevc .265      the encoder's bytes as they are, of an H.265 stream
+  .h264 .264            the same of an H.264 stream
+  .bin, - (output)      the same of any stream
+An existing FILE is overwritten. Ctrl-C completes it. When the stream ends or changes its codec or size, or the
+disk is full, what came before stays in FILE (an .mp4 on a full disk cannot be played; an .mkv can).
+)";
+
+constexpr char idr_details[] =
+    R"(Asks for a key frame, as any receiver may, and says how long it took to come. Gives up after 5 s.
+)";
+
+constexpr char monitor_details[] =
+    R"(Prints each change of the settings with its new value, until Ctrl-C; without NAMEs of all that strell_v2 reads and
+all that are stored at this moment. It goes on when the store restarts.
+)";
+
+constexpr char reload_details[] =
+    R"(Makes a running strell_v2 hand the stored hot_config to the board. Receivers stay attached; the streams go on with a
+key frame.
+)";
+
+constexpr char completion_details[] = R"SH(Prints a script that completes strellctl's words. To use it:
+  eval "$(strellctl completion bash)"
+)SH";
 
 constexpr char get_details[] =
     R"(Prints the value of a setting. NAME is a key such as flip, or NAMESPACE:KEY, or NAMESPACE:SECTION:KEY.
@@ -55,6 +87,9 @@ constexpr std::array table = {
             Words::none, 0, 0, run_status},
     Command{"watch", "main|sub [-t SECONDS] [--json]", "how a stream runs, live", watch_details,
             watch_options, Words::streams, 1, 1, run_watch},
+    Command{"record", "main|sub [-t SECONDS] FILE", "a stream into a file", record_details, record_options,
+            Words::streams, 2, 2, run_record},
+    Command{"idr", "main|sub", "asks for a key frame", idr_details, {}, Words::streams, 1, 1, run_idr},
     Command{"get", "NAME", "the value of a setting", get_details, {}, Words::settings, 1, 1, run_get},
     Command{"set", "NAME VALUE [--force]", "gives a setting a value", set_details, set_options,
             Words::settings, 2, 2, run_set},
@@ -69,6 +104,25 @@ constexpr std::array table = {
             run_unset},
     Command{"list", "[--known]", "the settings and their values", list_details, list_options, Words::none, 0,
             0, run_list},
+    Command{"monitor",
+            "[NAME...]",
+            "changes of settings, as they come",
+            monitor_details,
+            {},
+            Words::settings,
+            0,
+            most_settings,
+            run_monitor},
+    Command{"reload", "", "applies a changed hot_config", reload_details, {}, Words::none, 0, 0, run_reload},
+    Command{"completion",
+            "bash",
+            "a script for the shell",
+            completion_details,
+            {},
+            Words::shells,
+            1,
+            1,
+            run_completion},
 };
 
 } // namespace

@@ -19,6 +19,11 @@ struct Failure : std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
+/* What is being written cannot take any more: it is not to be completed either. */
+struct WriteFailure : Failure {
+    using Failure::Failure;
+};
+
 struct Usage : std::runtime_error {
     using std::runtime_error::runtime_error;
 };

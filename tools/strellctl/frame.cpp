@@ -23,8 +23,8 @@ const char *codec_name(Codec codec) {
     return codec == Codec::h264 ? "H.264" : "H.265";
 }
 
-std::string format_text(const StreamFormat &format) {
-    return ctl::format("%s %ux%u", codec_name(format.codec), format.width, format.height);
+std::string format_text(const std::optional<StreamFormat> &format) {
+    return format ? ctl::format("%s %ux%u", codec_name(format->codec), format->width, format->height) : "?";
 }
 
 std::optional<FrameView> view_frame(const shbf_frame_t &frame) {

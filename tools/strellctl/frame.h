@@ -26,8 +26,8 @@ struct StreamFormat {
     bool operator==(const StreamFormat &) const = default;
 };
 
-/* "H.265 2560x1440". */
-std::string format_text(const StreamFormat &format);
+/* "H.265 2560x1440"; "?" while it is not known. */
+std::string format_text(const std::optional<StreamFormat> &format);
 
 /* A look at a frame; valid until the frame is released. */
 struct FrameView {

@@ -2,6 +2,7 @@
 
 #include "strellctl/clock.h"
 #include "strellctl/failure.h"
+#include "strellctl/format_json.h"
 #include "strellctl/interrupt.h"
 #include "strellctl/json.h"
 #include "strellctl/live_lines.h"
@@ -41,7 +42,7 @@ void FollowedStream::open() {
                      int32_t /*reason*/) { static_cast<FollowedStream *>(user)->on_closed(); },
     };
     statistics_ = {};
-    format_.reset();
+    format_ = {};
     receiver_ = shbfev_rcv_open(loop_, stream_.path, nullptr, &callbacks, this);
 }
 
@@ -50,7 +51,7 @@ void FollowedStream::on_frame(const shbf_frame_t &frame) {
     if (view) {
         statistics_.add({view->info.timestamp_us, monotonic_us(), view->info.seq, view->info.len,
                          view->info.is_key != 0, frame.skipped});
-        format_ = format_in_header(view->info);
+        format_.add(*view);
     }
 }
 
@@ -75,7 +76,7 @@ FollowedStream::State FollowedStream::state(uint64_t now_us) const {
     return {.stream = &stream_,
             .attached = attached_,
             .receivers = receivers_,
-            .format = format_,
+            .format = format_.format(),
             .fps = statistics_.fps(now_us),
             .bits_per_s = statistics_.bits_per_s(now_us),
             .frames = statistics_.totals().frames,
@@ -90,9 +91,8 @@ std::string state_line(const FollowedStream::State &state) {
     if (state.frames == 0) {
         return format("%-4s  no frames yet  %s", state.stream->name, receivers.c_str());
     }
-    return format("%-4s  %s  %4.1f fps  %s  %s", state.stream->name,
-                  state.format ? format_text(*state.format).c_str() : "?", state.fps,
-                  bitrate_text(state.bits_per_s).c_str(), receivers.c_str());
+    return format("%-4s  %s  %4.1f fps  %s  %s", state.stream->name, format_text(state.format).c_str(),
+                  state.fps, bitrate_text(state.bits_per_s).c_str(), receivers.c_str());
 }
 
 namespace {
@@ -100,12 +100,7 @@ namespace {
 JsonObject state_object(const FollowedStream::State &state) {
     JsonObject object;
     object.add("attached", state.attached).add("receivers", state.receivers);
-    if (state.format) {
-        object.add("codec", codec_name(state.format->codec));
-        object.add("width", state.format->width).add("height", state.format->height);
-    } else {
-        object.add_null("codec").add_null("width").add_null("height");
-    }
+    add_format(&object, state.format);
     object.add("fps", state.fps, 2).add("bits_per_s", static_cast<int64_t>(state.bits_per_s));
     object.add("frames", state.frames).add("lost", state.lost);
     return object;

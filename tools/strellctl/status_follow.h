@@ -10,6 +10,7 @@
 #define STRELLCTL_STATUS_FOLLOW_H
 
 #include "libshbf_receiver.h"
+#include "strellctl/bitstream.h"
 #include "strellctl/frame.h"
 #include "strellctl/stream.h"
 #include "strellctl/stream_statistics.h"
@@ -57,7 +58,7 @@ class FollowedStream {
     shbfev_rcv_t *receiver_ = nullptr;
     bool attached_ = false;
     uint32_t receivers_ = 0;
-    std::optional<StreamFormat> format_;
+    FormatFinder format_;
     StreamStatistics statistics_;
 };
 
