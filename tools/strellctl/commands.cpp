@@ -1,0 +1,139 @@
+// The table of commands.
+
+#include "strellctl/all_commands.h"
+
+#include <algorithm>
+#include <array>
+
+namespace ctl {
+
+namespace {
+
+constexpr size_t most_settings = 1000; // a store takes 1024 watches from one client
+
+constexpr Option json_option = {"--json", nullptr, "for programs; docs/strellctl.md lists the members"};
+constexpr Option force_option = {"--force", nullptr, "stores it unchecked"};
+
+constexpr std::array status_options = {
+    Option{"--follow", nullptr, "goes on until Ctrl-C, one live line for each stream"}, json_option};
+constexpr std::array watch_options = {Option{"-t", "SECONDS", "ends after so long; otherwise at Ctrl-C"},
+                                      json_option};
+constexpr std::array record_options = {
+    Option{"-t", "SECONDS", "ends after so long, by the frames' capture times; otherwise at Ctrl-C"}};
+constexpr std::array set_options = {force_option};
+constexpr std::array list_options = {Option{
+    "--known", nullptr, "every setting that strell_v2 reads, what it does, its value or (what holds)"}};
+
+constexpr char status_details[] =
+    R"(Shows who serves the video channels and how many receive them, the software board, and the settings store.
+Exit status 1 when strell_v2 or the store is not there.
+
+With --follow it attaches to both streams, as any receiver does, and shows size, codec, frame rate and bitrate
+each second. strell_v2 may come and go meanwhile. In a pipe it prints a line for each stream when something has
+changed, and every 10 seconds.
+)";
+
+constexpr char watch_details[] =
+    R"(Attaches to a stream and shows each second: frame rate (over 2 s), bitrate (over 4 s), time from key frame to
+key frame, latency from capture to receipt, and frames lost on the way. A summary comes at the end.
+)";
+
+constexpr char record_details[] =
+    R"(Records a stream from its next key frame on, for which it asks. The ending of FILE decides what it becomes:
+  .mp4 .mkv             a file for players
+  .h265 .hevc .265      the encoder's bytes as they are, of an H.265 stream
+  .h264 .264            the same of an H.264 stream
+  .bin, - (output)      the same of any stream
+An existing FILE is overwritten. Ctrl-C completes it. When the stream ends or changes its codec or size, or the
+disk is full, what came before stays in FILE (an .mp4 on a full disk cannot be played; an .mkv can).
+)";
+
+constexpr char idr_details[] =
+    R"(Asks for a key frame, as any receiver may, and says how long it took to come. Gives up after 5 s.
+)";
+
+constexpr char monitor_details[] =
+    R"(Prints each change of the settings with its new value, until Ctrl-C; without NAMEs of all that strell_v2 reads and
+all that are stored at this moment. It goes on when the store restarts.
+)";
+
+constexpr char reload_details[] =
+    R"(Makes a running strell_v2 hand the stored hot_config to the board. Receivers stay attached; the streams go on with a
+key frame.
+)";
+
+constexpr char completion_details[] = R"SH(Prints a script that completes strellctl's words. To use it:
+  eval "$(strellctl completion bash)"
+)SH";
+
+constexpr char get_details[] =
+    R"(Prints the value of a setting. NAME is a key such as flip, or NAMESPACE:KEY, or NAMESPACE:SECTION:KEY.
+)";
+
+constexpr char set_details[] =
+    R"(Stores a value. It is safe from a power cut when the command returns, unless the setting lives in memory (mem:).
+What strell_v2 reads is checked first; a value or key that makes no sense to it is refused.
+)";
+
+constexpr char unset_details[] =
+    R"(Takes the value of a setting away, so that what strell_v2 takes by itself holds again.
+)";
+
+constexpr char list_details[] = R"(Lists what is stored.
+)";
+
+constexpr std::array table = {
+    Command{"status", "[--follow] [--json]", "channels, board and store", status_details, status_options,
+            Words::none, 0, 0, run_status},
+    Command{"watch", "main|sub [-t SECONDS] [--json]", "how a stream runs, live", watch_details,
+            watch_options, Words::streams, 1, 1, run_watch},
+    Command{"record", "main|sub [-t SECONDS] FILE", "a stream into a file", record_details, record_options,
+            Words::streams, 2, 2, run_record},
+    Command{"idr", "main|sub", "asks for a key frame", idr_details, {}, Words::streams, 1, 1, run_idr},
+    Command{"get", "NAME", "the value of a setting", get_details, {}, Words::settings, 1, 1, run_get},
+    Command{"set", "NAME VALUE [--force]", "gives a setting a value", set_details, set_options,
+            Words::settings, 2, 2, run_set},
+    Command{"unset",
+            "NAME",
+            "takes the value of a setting away",
+            unset_details,
+            {},
+            Words::settings,
+            1,
+            1,
+            run_unset},
+    Command{"list", "[--known]", "the settings and their values", list_details, list_options, Words::none, 0,
+            0, run_list},
+    Command{"monitor",
+            "[NAME...]",
+            "changes of settings, as they come",
+            monitor_details,
+            {},
+            Words::settings,
+            0,
+            most_settings,
+            run_monitor},
+    Command{"reload", "", "applies a changed hot_config", reload_details, {}, Words::none, 0, 0, run_reload},
+    Command{"completion",
+            "bash",
+            "a script for the shell",
+            completion_details,
+            {},
+            Words::shells,
+            1,
+            1,
+            run_completion},
+};
+
+} // namespace
+
+std::span<const Command> commands() {
+    return table;
+}
+
+const Command *find_command(const std::string &name) {
+    const auto found = std::ranges::find_if(table, [&](const Command &row) { return name == row.name; });
+    return found != table.end() ? &*found : nullptr;
+}
+
+} // namespace ctl
