@@ -1,5 +1,6 @@
 #include "core/ipc_loop.h"
 
+#include "control/ipc_server.h"
 #include "libmortoxev.h"
 #include "libvuto_util.h"
 #include "media/channels.h"
@@ -7,6 +8,7 @@
 
 #include <ev.h>
 #include <sys/prctl.h>
+#include <unistd.h>
 
 mortox_t *settings_handle;
 
@@ -20,11 +22,14 @@ struct SettingsWatch {
     mortox_callback_t handler;
 };
 
-// In the order of registration. bind_status, power, watermark, wdr, flip, regioncode and flicker stand before
-// these, motion_region, lsd_threshold, night_mode, motion_detection_enable and algo_sensitivity behind them,
-// as soon as each has its handler. The message of lsd_threshold names "regioncode": it needs a column then.
+// In the order of registration. motion_region, lsd_threshold, night_mode, motion_detection_enable and
+// algo_sensitivity stand behind these as soon as each has its handler. The message of lsd_threshold names
+// "regioncode": it needs a column then.
 constexpr SettingsWatch settings_watches[] = {
-    {"nvram", "hot_config", hot_config_cb},
+    {"nvram", "bind_status", bind_status_cb},    {"nvram", "power", power_status_cb},
+    {"nvram", "watermark", watermark_status_cb}, {"nvram", "wdr", wdr_status_cb},
+    {"nvram", "flip", flip_status_cb},           {"nvram", "regioncode", regioncode_cb},
+    {"nvram", "flicker", flicker_status_cb},     {"nvram", "hot_config", hot_config_cb},
     {"mem", "hot_status", hot_status_cb},
 };
 
@@ -92,8 +97,13 @@ void *ipc_thread(void * /*argument*/) {
     settings_handle = libmortoxev_config_open(loop, 0);
     int32_t registration = -1;
     register_watches(&registration);
-    // The command socket is opened here, and accepts from here on. Without one the thread ends at this point,
-    // with nothing torn down: the connection to the store stays open.
+    const int listen_fd = ipc_server_create();
+    if (listen_fd < 0) {
+        return nullptr; // with nothing torn down: the connection to the store stays open
+    }
+    ev_io accept_watcher; // lives as long as the loop
+    ev_io_init(&accept_watcher, ipc_accept_handle, listen_fd, EV_READ);
+    ev_io_start(loop, &accept_watcher);
     ev_async_init(&ipc_stop_async, on_stop);
     ev_async_start(loop, &ipc_stop_async);
     const Created created = create_channels();
@@ -105,6 +115,8 @@ void *ipc_thread(void * /*argument*/) {
     destroy_shbf_servers(created.media_channels);
     libmortoxev_close(loop, settings_handle);
     ev_loop_destroy(ev_default_loop(0));
-    // The command socket is closed here.
+    if (listen_fd > 0) {
+        close(listen_fd);
+    }
     return nullptr;
 }

@@ -1,8 +1,8 @@
 /*
  * The control event loop: the one libev loop of the process (ev_default_loop), on a thread of its own.
  *
- * Everything that other processes cause runs here, one at a time: settings changes, receivers that come, go
- * and ask.
+ * Everything that other processes cause runs here, one at a time: settings changes, commands, receivers
+ * that come, go and ask.
  */
 #ifndef CORE_IPC_LOOP_H
 #define CORE_IPC_LOOP_H
@@ -17,7 +17,8 @@ extern mortox_t *settings_handle;
 /*
  * The body of the thread; the argument is ignored. Ends when the loop is stopped, when a media channel's
  * server is closed, or early when a channel cannot be created; there is no second start, and producers go on
- * without channels.
+ * without channels. Without the command socket (control/ipc_server.h) the thread ends before there is any
+ * channel, and nothing is torn down.
  */
 void *ipc_thread(void *argument);
 

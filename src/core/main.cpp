@@ -7,6 +7,8 @@
 #include "core/signals.h"
 #include "libboardav.h"
 #include "libvuto_util.h"
+#include "media/audio_stream.h"
+#include "media/osd.h"
 #include "media/video_stream.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
@@ -27,24 +29,35 @@ unsigned printable(pthread_t thread) {
     return static_cast<unsigned>(thread);
 }
 
-/* What follows the control loop, up to the joins. Result: 0, or -1 when a thread could not be created. */
+/* What follows the control loop, up to the joins: of what was started, in the reverse order. Result: 0, or -1
+ * when a thread could not be created. */
 int run_workers(pthread_t ipc_tid) {
     pthread_t video_tid[video_thread_count];
+    pthread_t audio_tid[audio_thread_count];
+    pthread_t osd_tid{};
     if (start_video_thread(video_tid) < 0) {
         device_status.running = 0;
         return -1;
     }
-    // Audio starts here; when it cannot, `running` is cleared and the joins begin with the video threads.
-    // The overlay follows; when it cannot start, `running` stays, and the joins begin with the audio threads.
-    // Only with all of them up: analytics, then the infrared-cut controller.
-    log_info("video_tid is =[%u, %u]\n", printable(video_tid[0]), printable(video_tid[1]));
-    // "audio_tid is =[%u,%u]\n"
-    log_info("ipc_tid is =[%u]\n", printable(ipc_tid));
-    // "osd_tid is =[%u]\n"
-    // Joins: the overlay (683), audio capture (686), audio playback (688).
+    int result = start_audio_thread(audio_tid);
+    if (result < 0) {
+        device_status.running = 0;
+    } else {
+        result = start_osd_thread(&osd_tid);
+        if (result >= 0) { // otherwise the others are left to run
+            // Analytics, then the infrared-cut controller, start here.
+            log_info("video_tid is =[%u, %u]\n", printable(video_tid[0]), printable(video_tid[1]));
+            log_info("audio_tid is =[%u,%u]\n", printable(audio_tid[0]), printable(audio_tid[1]));
+            log_info("ipc_tid is =[%u]\n", printable(ipc_tid));
+            log_info("osd_tid is =[%u]\n", printable(osd_tid));
+            join(osd_tid, 683);
+        }
+        join(audio_tid[0], 686);
+        join(audio_tid[1], 688);
+    }
     join(video_tid[0], 691);
     join(video_tid[1], 693);
-    return 0;
+    return result;
 }
 
 /* The threads, until they end. Result: 0, or the negative result of the step that failed. */

@@ -1,5 +1,6 @@
 #include "media/channels.h"
 
+#include "control/play_audio.h"
 #include "libshbf.h"
 #include "libvuto_util.h"
 #include "media/fetch_error.h"
@@ -59,16 +60,19 @@ int32_t on_receiver_error(void * /*user*/, int32_t receiver, int32_t error_numbe
     return error_number == EAGAIN ? -1 : 0;
 }
 
-/*
- * What answers the messages of a media channel. Players' audio (channel 5), raw frame requests (2) and
- * snapshot requests (3) are told apart first; whatever is none of these may ask for a key frame, audio
- * included. The handlers of these three come with what they ask for; until then nobody listens there.
- */
+/* What answers the messages of a media channel. Whatever has no requests of its own may ask for a key frame,
+ * audio included. */
 shbfev_message_callback message_handler(int32_t index) {
-    if (index == channel_audio_play || index == channel_raw_stream || index == channel_jpeg) {
-        return nullptr;
+    switch (index) {
+    case channel_audio_play:
+        return evt_rcvr_message_play;
+    case channel_raw_stream:
+        return evt_rcvr_message_rawframe;
+    case channel_jpeg:
+        return evt_rcvr_message_jpeg;
+    default:
+        return evt_rcvr_message_idr;
     }
-    return evt_rcvr_message_idr;
 }
 
 void fill(MediaChannel *channel, int32_t index, shbfev_brd_t *broadcaster) {
@@ -100,10 +104,7 @@ int32_t shbf_init(int32_t index) {
     shbfev_brd_event(broadcaster, SHBFEV_RECEIVER_NEW, SHBFEV_CALLBACK(on_new_receiver), channel);
     shbfev_brd_event(broadcaster, SHBFEV_RECEIVER_CLOSED, SHBFEV_CALLBACK(on_receiver_closed), channel);
     shbfev_brd_event(broadcaster, SHBFEV_RECEIVER_ERROR, SHBFEV_CALLBACK(on_receiver_error), channel);
-    const shbfev_message_callback handler = message_handler(index);
-    if (handler != nullptr) {
-        shbfev_brd_event(broadcaster, SHBFEV_MESSAGE, SHBFEV_CALLBACK(handler), nullptr);
-    }
+    shbfev_brd_event(broadcaster, SHBFEV_MESSAGE, SHBFEV_CALLBACK(message_handler(index)), nullptr);
     return start(index, broadcaster) < 0 ? -1 : 0;
 }
 

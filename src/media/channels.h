@@ -3,10 +3,10 @@
  *
  *   media     0 /run/video_mainstream   out: main stream       in: "REQ_IDR"
  *             1 /run/video_substream    out: sub stream        in: "REQ_IDR"
- *             2 /run/video_rawstream    in: request, out: raw frame to who asked (to come)
- *             3 /run/jpeg_snap          in: request, out: JPEG to who asked (to come)
+ *             2 /run/video_rawstream    in: request, out: raw frame to who asked
+ *             3 /run/jpeg_snap          in: request, out: JPEG to who asked
  *             4 /run/audio_in           out: captured audio    in: "REQ_IDR"
- *             5 /run/audio_play         in: audio to play (to come)
+ *             5 /run/audio_play         in: audio to play, "SOUND_BAN", "SOUND_UNBAN"
  *   events    0 /run/md_event           out: motion and other detections, as text
  *             1 /run/motor_event        (has a path; nobody creates it)
  *             2 /run/lsd_event          out: abnormal sound, as text

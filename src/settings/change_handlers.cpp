@@ -1,10 +1,12 @@
 #include "settings/change_handlers.h"
 
 #include "core/ipc_loop.h"
+#include "libalgo_kit.h"
 #include "libboardav.h"
 #include "libvuto_util.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
+#include "settings/region.h"
 
 #include <stdlib.h>
 #include <string.h>
@@ -12,23 +14,154 @@
 
 namespace {
 
+// ---- flags that follow one word ----
+
+struct Switch {
+    Relaxed<uint8_t> DeviceStatus::*flag;
+    const char *word;
+    uint8_t value_at_word; // anything else makes it the other one
+    // The word acts every time it comes. Anything else acts only when it changes the flag, but for
+    // bind_status, which the board is told each time.
+    bool all_else_acts_each_time;
+    void (*at_word)();
+    void (*at_all_else)();
+};
+
+template <const Switch &row>
+void follow(const char *value) {
+    Relaxed<uint8_t> &flag = device_status.*row.flag;
+    const auto other_value = static_cast<uint8_t>(1 - row.value_at_word);
+    if (strcmp(value, row.word) == 0) {
+        flag = row.value_at_word;
+        row.at_word();
+    } else if (row.all_else_acts_each_time || flag != other_value) {
+        flag = other_value;
+        row.at_all_else();
+    }
+}
+
+template <int32_t (*board_call)()>
+void tell_board() {
+    board_call();
+}
+
+template <int32_t bound>
+void tell_bound() {
+    switch_ch5_res(bound);
+}
+
+void power_off() {
+    oru_api_algo_stop();
+    stop_stream();
+}
+
+void power_on() {
+    oru_api_algo_start();
+    start_stream();
+}
+
+constexpr Switch bind_switch = {&DeviceStatus::bind_status, "ok", 1, true, tell_bound<1>, tell_bound<0>};
+constexpr Switch power_switch = {&DeviceStatus::power, "off", 0, false, power_off, power_on};
+constexpr Switch watermark_switch = {&DeviceStatus::watermark, "on", 1, false, tell_board<enable_osd>,
+                                     tell_board<disable_osd>};
+constexpr Switch wdr_switch = {&DeviceStatus::wdr,     "on", 1, false, tell_board<enable_wdr>,
+                               tell_board<disable_wdr>};
+constexpr Switch flip_switch = {&DeviceStatus::flip,         "on", 1, false, tell_board<set_video_Vflip>,
+                                tell_board<set_video_normal>};
+
+// ---- values that are no flags, and what is special about single keys ----
+
+void follow_wdr(const char *value) {
+    log_info("%s", device_status.wdr == 0 ? "wdr is close" : "wdr is open"); // as it was
+    follow<wdr_switch>(value);
+}
+
+void follow_region(const char *value) {
+    device_status.region_code = region_code_of(value); // the board learns it with the next time stamp
+}
+
+void forget_region() {
+    device_status.region_code = region_other;
+}
+
+void follow_flicker(const char *value) {
+    const int32_t hz = atoi(value);
+    if (hz != device_status.flicker_hz) {
+        device_status.flicker_hz = hz;
+        set_video_flicker(hz);
+    }
+}
+
+void forget_flicker() {
+    constexpr int32_t default_hz = 50;
+    device_status.flicker_hz = default_hz;
+}
+
+void follow_hot_config(const char *value) {
+    hot_config_str_to_vencconfig(value); // the board learns it through hot_status
+}
+
+void say(const char *handler, const char *value) {
+    log_info("%s(),[%s]\n", handler, value);
+}
+
+void say_with_watermark(const char *handler, const char *value) {
+    log_info("%s(),[%s] now[%d]\n", handler, value, device_status.watermark.get());
+}
+
+// ---- the handlers of ordinary keys ----
+
+struct Change {
+    const char *handler;
+    void (*say)(const char *handler, const char *value);
+    void (*apply)(const char *value);
+    void (*apply_no_value)(); // null: nothing happens
+};
+
+enum ChangeIndex : int32_t {
+    change_bind_status,
+    change_power,
+    change_watermark,
+    change_wdr,
+    change_flip,
+    change_regioncode,
+    change_flicker,
+    change_hot_config,
+};
+
+constexpr Change changes[] = {
+    {"bind_status_cb", say, follow<bind_switch>, nullptr},
+    {"power_status_cb", say, follow<power_switch>, nullptr},
+    {"watermark_status_cb", say_with_watermark, follow<watermark_switch>, nullptr},
+    {"wdr_status_cb", say, follow_wdr, nullptr},
+    {"flip_status_cb", say, follow<flip_switch>, nullptr},
+    {"regioncode_cb", say, follow_region, forget_region},
+    {"flicker_status_cb", say, follow_flicker, forget_flicker},
+    {"hot_config_cb", say, follow_hot_config, nullptr},
+};
+
 /* The frame of every handler of an ordinary key: parse, log, apply the text, free. */
-void handle_change(xresponse_t *response, const char *handler, void (*apply)(const char *value)) {
+void handle_change(xresponse_t *response, ChangeIndex index) {
+    const Change &change = changes[index];
     int32_t status = -1;
     NotifyPair *pair = static_cast<NotifyPair *>(xresponse_parse(response, &status));
     if (status != 0) {
-        log_err("%s(),Parse recv notify value error.\n", handler);
+        log_err("%s(),Parse recv notify value error.\n", change.handler);
         return;
     }
     log_info("Notify: %s:%s:%s", pair->key->name_space, pair->key->section, pair->key->key);
     char *value = xdata_value_as_char(pair->value);
     if (value != nullptr) {
-        log_info("%s(),[%s]\n", handler, value);
-        apply(value);
+        change.say(change.handler, value);
+        change.apply(value);
         free(value);
+    } else if (change.apply_no_value != nullptr) {
+        change.apply_no_value();
     }
     xpair_free(pair, 0);
 }
+
+// ---- hot_status ----
 
 bool is_pair(int32_t type) {
     return type == XRESPONSE_NOTIFY || type == XRESPONSE_RESYNC;
@@ -76,8 +209,36 @@ void reload_profile() {
 
 } // namespace
 
+void bind_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_bind_status);
+}
+
+void power_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_power);
+}
+
+void watermark_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_watermark);
+}
+
+void wdr_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_wdr);
+}
+
+void flip_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_flip);
+}
+
+void regioncode_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_regioncode);
+}
+
+void flicker_status_cb(xresponse_t *response, void * /*user*/) {
+    handle_change(response, change_flicker);
+}
+
 void hot_config_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, "hot_config_cb", [](const char *value) { hot_config_str_to_vencconfig(value); });
+    handle_change(response, change_hot_config);
 }
 
 void hot_status_cb(xresponse_t *response, void * /*user*/) {

@@ -5,6 +5,11 @@
  * knows; "hot_status" = "changing" (namespace "mem") then makes the producers rest, hands the profile to the
  * board and is answered by writing "changed" back.
  *
+ * The other keys change device_status and, most of them, the board at once. They read their values
+ * differently from the start (start_reading.h), on purpose: here every text decides. A key that was removed
+ * from the store changes nothing, but for regioncode and flicker, which go back to their defaults here and
+ * not on the board.
+ *
  * Threads: loop thread; a handler keeps the loop for as long as it runs (hot_status_cb: at least 100 ms). All
  * have the signature of a notification callback (libmortox.h); `user` is null.
  */
@@ -12,6 +17,23 @@
 #define SETTINGS_CHANGE_HANDLERS_H
 
 #include "libmortox.h"
+
+/* "ok": bound to an owner; anything else: not. The board is told each time; venc_config is not. */
+void bind_status_cb(xresponse_t *response, void *user);
+
+/* "off": analytics and streams stop, each time; anything else starts them, once. */
+void power_status_cb(xresponse_t *response, void *user);
+
+/* "on": time stamp, wide dynamic range, upside down, each time; anything else ends it, once. */
+void watermark_status_cb(xresponse_t *response, void *user);
+void wdr_status_cb(xresponse_t *response, void *user);
+void flip_status_cb(xresponse_t *response, void *user);
+
+/* The layout of the time stamp (region.h). */
+void regioncode_cb(xresponse_t *response, void *user);
+
+/* Mains frequency in Hz, any number; the board is told when it is another one. */
+void flicker_status_cb(xresponse_t *response, void *user);
 
 void hot_config_cb(xresponse_t *response, void *user);
 void hot_status_cb(xresponse_t *response, void *user);
