@@ -71,6 +71,25 @@ int32_t get_video_stream(int32_t channel, void *payload, uint32_t capacity, Vide
     return current().get_video_stream(channel, static_cast<uint8_t *>(payload), capacity, info);
 }
 
+int32_t get_audio_stream(void *payload, uint32_t capacity, AudioFrameInfo *info) {
+    current().write(format("get_audio_stream(%u)", capacity));
+    return current().get_audio_stream(static_cast<uint8_t *>(payload), capacity, info);
+}
+
+int32_t get_jpeg_snap(void *destination, uint32_t capacity, VideoFrameInfo *info) {
+    current().write(format("get_jpeg_snap(%u)", capacity));
+    return current().get_jpeg_snap(static_cast<uint8_t *>(destination), capacity, info);
+}
+
+int32_t get_raw_frame(void *destination, uint32_t capacity, RawFrameInfo *info, int32_t bound) {
+    current().write(format("get_raw_frame(%u, %d)", capacity, bound));
+    return current().get_raw_frame(static_cast<uint8_t *>(destination), capacity, info);
+}
+
+uint32_t vuto_round(uint32_t value, uint32_t alignment) {
+    return (value + alignment - 1) / alignment * alignment;
+}
+
 int32_t req_IDR_one(int32_t channel) {
     current().write(format("req_IDR_one(%d)", channel));
     return 0;

@@ -1,6 +1,9 @@
 #include "script/daemon_test.h"
 
+#include "control/ipc_server.h"
+#include "control/play_audio.h"
 #include "core/ipc_loop.h"
+#include "image/isp_dnmode.h"
 #include "media/channels.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
@@ -32,6 +35,13 @@ constexpr const char *texts_of_any_level[] = {
     "shbf_index is",
     "video_stream_thread(),",
     "strell:video kill",
+    "start_audio_thread(), ret is",
+    "fetch_aduio_thread(),",
+    "strell:audio kill",
+    "start_osd_thread(), ret is",
+    "isp_dnmode_thread():",
+    "strell_v2 set_isp_dnmode",
+    "Create set_isp_dnmode_thread error",
 };
 
 std::string without_open_level(const std::string &entry) {
@@ -77,6 +87,10 @@ DaemonTest::DaemonTest() : script((script::start(), script::current())) {
         reset(&channel);
     }
     broadcast_fail_count = 0;
+    dn_mode = 0;
+    mortor_run = 0;
+    aec_on = 0;
+    ipc_client_count = 0;
     settings_handle = nullptr;
     ev_default_loop(0);
 }

@@ -23,6 +23,10 @@ Script &current() {
     return *the_script;
 }
 
+bool running() {
+    return the_script != nullptr;
+}
+
 void start() {
     the_script = std::make_unique<Script>();
 }

@@ -14,17 +14,20 @@
 #ifndef TESTS_UNIT_SCRIPT_H
 #define TESTS_UNIT_SCRIPT_H
 
+#include "libav_cmd.h"
 #include "libboardav.h"
 #include "libdevice_kitv2.h"
 #include "libmortox.h"
 #include "libshbfev.h"
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <pthread.h>
+#include <set>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -50,7 +53,7 @@ struct Buffer {
     const void *address = nullptr;     // of `memory`, also afterwards
     uint32_t capacity = 0;
     uint32_t size = 0;          // valid bytes: what shbf_set_size said
-    std::vector<uint8_t> bytes; // what was valid when a broadcast took it
+    std::vector<uint8_t> bytes; // what was valid when it was broadcast or sent
     bool freed = false;
     bool taken = false; // by a broadcast
 };
@@ -94,6 +97,7 @@ class Script {
     std::vector<Thread> threads;
     std::map<int, void (*)(int)> signal_handlers;
     uint64_t now_us = 0;             // virtual
+    uint64_t alarm_at_us = 0;        // 0: none is set
     std::vector<std::string> misuse; // of buffers: freed twice, freed after a broadcast took it ...
 
     /* How many entries begin with `text`, and those entries. */
@@ -133,6 +137,15 @@ class Script {
     /* A frame of the board: fills payload and info, and gives the result. */
     std::function<int32_t(int32_t channel, uint8_t *payload, uint32_t capacity, VideoFrameInfo *info)>
         get_video_stream;
+    /* A block of sound, a picture, a raw frame: likewise. */
+    std::function<int32_t(uint8_t *payload, uint32_t capacity, AudioFrameInfo *info)> get_audio_stream;
+    std::function<int32_t(uint8_t *payload, uint32_t capacity, VideoFrameInfo *info)> get_jpeg_snap;
+    std::function<int32_t(uint8_t *payload, uint32_t capacity, RawFrameInfo *info)> get_raw_frame;
+    /* What the other calls of the board, of analytics and of the command library answer, by name; 0 where
+     * nothing is said. */
+    std::map<std::string, int32_t> results;
+    /* Where the command library finds commands: runs them with `handler` and gives the bytes consumed. */
+    std::function<int32_t(int32_t fd, const std::string &bytes, av_cmd_handler_t handler)> av_cmd_parse;
 
     /* shbfev_brd_create gives null for these paths; shbfev_brd_start fails with the value for these. */
     std::vector<std::string> create_fails;
@@ -145,6 +158,25 @@ class Script {
     int kill_result = 0;
     /* Result of the nth pthread_create, from 1; those not named succeed. */
     std::map<size_t, int> pthread_create_results;
+    /* Which calls of malloc fail, counted from 1; and how many there were. */
+    std::set<size_t> malloc_fails;
+    std::atomic<size_t> mallocs{0};
+    /* Waiting for the condition returns at once, without the lock in between, unless threads are real. */
+    bool threads_are_real = false;
+
+    // ---- sockets: each is one end of a pair, so the loop can watch it ----
+
+    int socket_result = 0; // negative: no socket
+    int bind_result = 0;
+    int listen_result = 0;
+    bool accept_fails = false;
+    std::vector<uint8_t> bound_address;
+    int listener = -1;           // what socket() gave
+    int listener_peer = -1;      // readable at the other end: somebody wants to connect
+    std::vector<int> connecting; // the server's ends of those who do
+    std::set<int> sockets;       // that are open
+
+    ~Script();
 
     // ---- for the stand-ins ----
 
@@ -160,11 +192,19 @@ class Script {
     std::mutex journal_lock_;
 };
 
-/* The script of the running test. */
+/* The script of the running test, and whether there is one. */
 Script &current();
+bool running();
 
 /* Makes it new. */
 void start();
+
+/* Lets virtual time pass; an alarm that becomes due meanwhile runs its handler. */
+void pass(uint64_t us);
+
+/* A client connects to the daemon's socket: the client's end, which disconnect() closes. */
+int connect();
+void disconnect(int fd);
 
 /* printf into a string. */
 std::string format(const char *text, ...) __attribute__((format(printf, 1, 2)));

@@ -155,6 +155,17 @@ int32_t shbfev_brd_broadcast(shbfev_brd_t *brd, void *buffer) {
     return result;
 }
 
+int32_t shbfev_brd_send(shbfev_brd_t *brd, int32_t receiver, void *buffer) {
+    script::Buffer *known = find(buffer);
+    const std::string call =
+        format("shbfev_brd_send(%s, %d, %s)", path_of(brd), receiver, name_of(known).c_str());
+    if (journal_use(call, known)) {
+        known->bytes.assign(known->memory.get(), known->memory.get() + known->size);
+    }
+    const auto result = current().results.find("shbfev_brd_send");
+    return result == current().results.end() ? 0 : result->second;
+}
+
 int32_t shbfev_brd_broadcast_message(shbfev_brd_t *brd, const void *bytes, int32_t length) {
     current().write(format("shbfev_brd_broadcast_message(%s, %d, ", path_of(brd), length) +
                     std::string(static_cast<const char *>(bytes), static_cast<size_t>(length)) + ")");

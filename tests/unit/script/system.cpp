@@ -7,6 +7,7 @@
 #include <csignal>
 #include <ev.h>
 #include <sys/prctl.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 using script::current;
@@ -21,20 +22,50 @@ const char *name_of(const struct ev_loop *loop) {
     return loop == ev_default_loop_uc_() ? "default loop" : "another loop";
 }
 
+void pass(uint64_t us) {
+    Script &script = current();
+    script.now_us += us;
+    if (script.alarm_at_us != 0 && script.now_us >= script.alarm_at_us) {
+        script.alarm_at_us = 0;
+        script.signal_handlers.at(SIGALRM)(SIGALRM);
+    }
+}
+
 } // namespace script
 
 extern "C" {
 
 int __wrap_usleep(useconds_t us) {
-    current().now_us += us;
+    script::pass(us);
     current().write(format("usleep(%u)", us));
     return 0;
 }
 
 unsigned __wrap_sleep(unsigned seconds) {
-    current().now_us += uint64_t{seconds} * 1000000;
+    script::pass(uint64_t{seconds} * 1000000);
     current().write(format("sleep(%u)", seconds));
     return 0;
+}
+
+unsigned __wrap_alarm(unsigned seconds) {
+    current().alarm_at_us = seconds == 0 ? 0 : current().now_us + uint64_t{seconds} * 1000000;
+    current().write(format("alarm(%u)", seconds));
+    return 0;
+}
+
+int __wrap_gettimeofday(timeval *now, void * /*zone*/) {
+    now->tv_sec = static_cast<time_t>(current().now_us / 1000000);
+    now->tv_usec = static_cast<suseconds_t>(current().now_us % 1000000);
+    return 0;
+}
+
+void *__real_malloc(size_t size);
+
+void *__wrap_malloc(size_t size) {
+    if (script::running() && current().malloc_fails.count(++current().mallocs) > 0) {
+        return nullptr;
+    }
+    return __real_malloc(size);
 }
 
 int __wrap_kill(pid_t pid, int number) {
@@ -73,6 +104,23 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
 
 int __wrap_pthread_join(pthread_t thread, void ** /*result*/) {
     current().write(format("pthread_join(%lu)", static_cast<unsigned long>(thread)));
+    return 0;
+}
+
+int __wrap_pthread_detach(pthread_t thread) {
+    current().write(format("pthread_detach(%lu)", static_cast<unsigned long>(thread)));
+    return 0;
+}
+
+int __real_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex);
+
+int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) {
+    if (current().threads_are_real) {
+        return __real_pthread_cond_wait(condition, mutex);
+    }
+    pthread_mutex_unlock(mutex);
+    current().write("pthread_cond_wait()");
+    pthread_mutex_lock(mutex);
     return 0;
 }
 

@@ -1,15 +1,8 @@
 // What a changed setting does: the frame that the handlers share, and the two steps of a new encoder profile.
 
-#include "settings/change_handlers.h"
-
-#include "core/ipc_loop.h"
-#include "libmortoxev.h"
-#include "script/daemon_test.h"
-#include "settings/device_status.h"
-#include "settings/hot_config.h"
+#include "change_handlers_fixture.h"
 
 #include <cstring>
-#include <ev.h>
 
 namespace {
 
@@ -25,31 +18,15 @@ constexpr char write_back[] =
     "libmortox_set_value(store on loop, mem, default, hot_status, 1, changed, 0, 0, -1, 0)";
 constexpr char will_set[] = "debug: XXXXXX, Func:hot_status_cb, will set reload_boardav=ture";
 
-class ChangeHandlers : public DaemonTest {
-  protected:
-    ChangeHandlers() {
-        settings_handle = libmortoxev_config_open(ev_default_loop(0), 0);
-        int32_t registration = 0;
-        libmortox_register_notification(settings_handle, "nvram", "default", "hot_config", &registration,
-                                        hot_config_cb, nullptr, -1, 0);
-        libmortox_register_notification(settings_handle, "mem", "default", "hot_status", &registration,
-                                        hot_status_cb, nullptr, -1, 0);
-        script.journal.clear();
-    }
+std::string type_line(int32_t type) {
+    return script::format("debug: XXXXXX, Func:hot_status_cb, x->type:%d", type);
+}
 
-    static std::string type_line(int32_t type) {
-        return script::format("debug: XXXXXX, Func:hot_status_cb, x->type:%d", type);
-    }
-
-    static Entries reload(const char *profile) { return {will_set, "usleep(100000)", profile, write_back}; }
-};
+std::vector<std::string> reload(const char *profile) {
+    return {will_set, "usleep(100000)", profile, write_back};
+}
 
 // ---- the frame of the ordinary handlers ----
-
-struct OrdinaryKey {
-    const char *key;
-    const char *handler;
-};
 
 class OrdinaryHandler : public ChangeHandlers, public testing::WithParamInterface<OrdinaryKey> {};
 
@@ -72,15 +49,16 @@ TEST_P(OrdinaryHandler, NamesTheKeyThenTheValue) {
     script::notify(GetParam().key, "some text");
     ASSERT_GE(script.journal.size(), 2U);
     EXPECT_EQ(script.journal[0], script::format("info: Notify: nvram:default:%s", GetParam().key));
-    EXPECT_EQ(script.journal[1], script::format("info: %s(),[some text]\n", GetParam().handler));
+    EXPECT_EQ(script.journal[1],
+              script::format("info: %s(),[some text]%s\n", GetParam().handler, GetParam().behind_value));
 }
 
 TEST_P(OrdinaryHandler, TakesAMissedChangeLikeAnyOther) {
     script::notify(GetParam().key, "some text", XRESPONSE_RESYNC);
-    EXPECT_TRUE(script.has(script::format("info: %s(),[some text]\n", GetParam().handler)));
+    EXPECT_TRUE(script.has(script::format("info: %s(),[some text]", GetParam().handler)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, OrdinaryHandler, testing::Values(OrdinaryKey{"hot_config", "hot_config_cb"}),
+INSTANTIATE_TEST_SUITE_P(Keys, OrdinaryHandler, testing::ValuesIn(ordinary_keys),
                          [](const auto &row) { return std::string(row.param.key); });
 
 // ---- hot_config ----
