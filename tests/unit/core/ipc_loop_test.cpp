@@ -2,6 +2,7 @@
 
 #include "core/ipc_loop.h"
 
+#include "control/ipc_server.h"
 #include "media/channels.h"
 #include "script/daemon_test.h"
 #include "settings/change_handlers.h"
@@ -9,12 +10,33 @@
 
 #include <ev.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 
 constexpr const char *media_paths[] = {"/run/video_mainstream", "/run/video_substream",
                                        "/run/video_rawstream",  "/run/jpeg_snap",
                                        "/run/audio_in",         "/run/audio_play"};
+
+/* The watches, in order. */
+struct WatchRow {
+    const char *name_space;
+    const char *key;
+    mortox_callback_t callback;
+    const char *message; // when it cannot be registered
+};
+
+constexpr WatchRow watch_rows[] = {
+    {"nvram", "bind_status", bind_status_cb, "err: register bind_status faild.\n"},
+    {"nvram", "power", power_status_cb, "err: register power faild.\n"},
+    {"nvram", "watermark", watermark_status_cb, "err: register watermark faild.\n"},
+    {"nvram", "wdr", wdr_status_cb, "err: register wdr faild.\n"},
+    {"nvram", "flip", flip_status_cb, "err: register flip faild.\n"},
+    {"nvram", "regioncode", regioncode_cb, "err: register regioncode faild.\n"},
+    {"nvram", "flicker", flicker_status_cb, "err: register flicker faild.\n"},
+    {"nvram", "hot_config", hot_config_cb, "err: register hot_config faild.\n"},
+    {"mem", "hot_status", hot_status_cb, "err: register hot_status faild.\n"},
+};
 
 class IpcLoop : public DaemonTest {
   protected:
@@ -50,8 +72,16 @@ class IpcLoop : public DaemonTest {
         return {"prctl(PR_SET_NAME, av_rpc)", "libmortoxev_config_open(default loop, 0)"};
     }
     static Entries registrations() {
-        return {"libmortox_register_notification(store on loop, nvram, default, hot_config, 0, -1, 0)",
-                "libmortox_register_notification(store on loop, mem, default, hot_status, 0, -1, 0)"};
+        Entries result;
+        for (const WatchRow &row : watch_rows) {
+            result.push_back(
+                script::format("libmortox_register_notification(store on loop, %s, default, %s, 0, -1, 0)",
+                               row.name_space, row.key));
+        }
+        return result;
+    }
+    static Entries socket_opened() {
+        return {"socket(1, 1, 0)", "bind(listener, 110)", "listen(listener, 5)"};
     }
     static std::string running() {
         return script::format("info: start mainloop,ev_backend is %u\n", ev_backend(ev_default_loop(0)));
@@ -61,8 +91,9 @@ class IpcLoop : public DaemonTest {
         for (size_t i = 0; i < created; ++i) {
             result.push_back(script::format("shbfev_brd_destroy(%s)", media_paths[i]));
         }
-        return joined(
-            {result, {"libmortoxev_close(default loop, store on loop)", "ev_loop_destroy(default loop)"}});
+        return joined({result,
+                       {"libmortoxev_close(default loop, store on loop)", "ev_loop_destroy(default loop)",
+                        "close(listener)"}});
     }
     static Entries created_media(size_t count) {
         Entries result;
@@ -95,6 +126,7 @@ TEST_F(IpcLoop, SetsUpRunsAndTearsDownInOrder) {
     EXPECT_EQ(journal_without({"shbfev_brd_event", "shbfev_brd_start"}),
               joined({set_up(),
                       registrations(),
+                      socket_opened(),
                       created_media(6),
                       {"shbfev_brd_create(/run/md_event)", "shbfev_brd_create(/run/lsd_event)", start,
                        "ev_async_send(default loop)", "ev_break(default loop, EVBREAK_ALL)",
@@ -179,11 +211,11 @@ TEST_F(IpcLoop, KeepsTheConnectionToTheStoreForTheHandlers) {
 
 TEST_F(IpcLoop, WatchesEachSettingWithItsOwnHandler) {
     run_and_stop();
-    ASSERT_EQ(script.watches.size(), 2U);
-    EXPECT_EQ(script.watches[0].key, "hot_config");
-    EXPECT_EQ(script.watches[0].callback, hot_config_cb);
-    EXPECT_EQ(script.watches[1].key, "hot_status");
-    EXPECT_EQ(script.watches[1].callback, hot_status_cb);
+    ASSERT_EQ(script.watches.size(), std::size(watch_rows));
+    for (size_t i = 0; i < std::size(watch_rows); ++i) {
+        EXPECT_EQ(script.watches[i].key, watch_rows[i].key);
+        EXPECT_EQ(script.watches[i].callback, watch_rows[i].callback) << watch_rows[i].key;
+    }
 }
 
 TEST_F(IpcLoop, HandsTheSameRegistrationNumberToEveryWatch) {
@@ -195,12 +227,7 @@ TEST_F(IpcLoop, HandsTheSameRegistrationNumberToEveryWatch) {
     }
 }
 
-struct LostWatch {
-    const char *key;
-    const char *message;
-};
-
-class IpcLoopLostWatch : public IpcLoop, public testing::WithParamInterface<LostWatch> {};
+class IpcLoopLostWatch : public IpcLoop, public testing::WithParamInterface<WatchRow> {};
 
 TEST_P(IpcLoopLostWatch, IsLoggedAndTheOthersAreRegisteredAllTheSame) {
     script.watch_fails = {GetParam().key};
@@ -211,9 +238,7 @@ TEST_P(IpcLoopLostWatch, IsLoggedAndTheOthersAreRegisteredAllTheSame) {
     EXPECT_TRUE(script.has("info: start mainloop"));
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, IpcLoopLostWatch,
-                         testing::Values(LostWatch{"hot_config", "err: register hot_config faild.\n"},
-                                         LostWatch{"hot_status", "err: register hot_status faild.\n"}),
+INSTANTIATE_TEST_SUITE_P(Keys, IpcLoopLostWatch, testing::ValuesIn(watch_rows),
                          [](const auto &row) { return std::string(row.param.key); });
 
 TEST_F(IpcLoop, StoreWithoutTheMemNamespaceCostsOnlyTheWatchInIt) {
@@ -226,12 +251,60 @@ TEST_F(IpcLoop, StoreWithoutTheMemNamespaceCostsOnlyTheWatchInIt) {
 
 TEST_F(IpcLoop, DoesNotLookWhetherTheStoreIsThere) {
     script.store_on_loop_opens = false;
-    script.watch_fails = {"hot_config", "hot_status"};
+    Entries messages;
+    for (const WatchRow &row : watch_rows) {
+        script.watch_fails.emplace_back(row.key);
+        messages.emplace_back(row.message);
+    }
     run_and_stop();
-    EXPECT_EQ(script.entries("err: "),
-              (Entries{"err: register hot_config faild.\n", "err: register hot_status faild.\n"}));
+    EXPECT_EQ(script.entries("err: "), messages);
     EXPECT_TRUE(script.has("info: start mainloop"));
     EXPECT_TRUE(script.has("libmortoxev_close(default loop, null)"));
+}
+
+// ---- the command socket ----
+
+TEST_F(IpcLoop, WithoutTheCommandSocketEndsWithNothingTornDown) {
+    script.bind_result = -1;
+    run();
+    EXPECT_EQ(script.journal,
+              joined({set_up(),
+                      registrations(),
+                      {"socket(1, 1, 0)", "bind(listener, 110)", "err: bind ipc server error\n"}}));
+    EXPECT_EQ(media_channels[0].broadcaster.load(), nullptr);
+    EXPECT_NE(settings_handle, nullptr);
+}
+
+TEST_F(IpcLoop, StoppedWithoutTheCommandSocketDoesNoHarm) {
+    script.socket_result = -1;
+    run();
+    stop_ipc_loop();
+    EXPECT_FALSE(script.has("info: "));
+}
+
+TEST_F(IpcLoop, ServesTheCommandSocket) {
+    script.av_cmd_parse = [](int32_t fd, const std::string &bytes, av_cmd_handler_t handler) {
+        alignas(4) const uint8_t payload[AV_CMD_PAYLOAD_READABLE] = {};
+        handler(fd, payload, 0x1005);
+        return static_cast<int32_t>(bytes.size());
+    };
+    int client = -1;
+    inside_loop([&] {
+        client = script::connect();
+        EXPECT_EQ(write(client, "command", 7), 7);
+    });
+    script.when("send_av_cmd_ack", [&] { script::disconnect(client); });
+    script.when("warning: peer", stop_ipc_loop);
+    run();
+    EXPECT_EQ(script.count("info: client "), 1U);
+    EXPECT_EQ(script.count("start_md()"), 1U);
+    EXPECT_EQ(script.count("send_av_cmd_ack("), 1U);
+    EXPECT_EQ(ipc_client_count, 0);
+}
+
+TEST_F(IpcLoop, CreatesNoChannelBeforeTheCommandSocketIsOpen) {
+    run_and_stop();
+    EXPECT_LT(script.position("listen("), script.position("shbfev_brd_create"));
 }
 
 // ---- channels that cannot be created ----
@@ -245,6 +318,7 @@ TEST_P(IpcLoopLostMediaChannel, EndsTheThreadAndDestroysThoseBeforeIt) {
     EXPECT_EQ(journal_without({"shbfev_brd_event", "shbfev_brd_start"}),
               joined({set_up(),
                       registrations(),
+                      socket_opened(),
                       created_media(lost + 1),
                       {script::format("err: shbf %zu start error -98\n", lost),
                        script::format("err: shbf_init(%zu) fail -1, quit.\n", lost)},
@@ -277,6 +351,7 @@ TEST_P(IpcLoopLostEventChannel, EndsTheThreadAndDestroysAllMediaChannels) {
     EXPECT_EQ(journal_without({"shbfev_brd_event", "shbfev_brd_start"}),
               joined({set_up(),
                       registrations(),
+                      socket_opened(),
                       created_media(6),
                       GetParam().created,
                       {GetParam().message, "err: shbf_server_int md fail -1, quit.\n"},

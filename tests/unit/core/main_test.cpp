@@ -1,7 +1,10 @@
 // Start-up and shutdown: main, from the first signal to the last join.
 
+#include "control/play_audio.h"
 #include "core/ipc_loop.h"
 #include "core/signals.h"
+#include "media/audio_stream.h"
+#include "media/osd.h"
 #include "media/video_stream.h"
 #include "script/daemon_test.h"
 #include "settings/device_status.h"
@@ -52,28 +55,66 @@ class Main : public DaemonTest {
                 profile_to_board,
                 "board_system_init(1)"};
     }
+
+    // ---- pieces of what follows ----
+
+    static Entries up_to_video() {
+        return {"info: main(),637\n",
+                "pthread_create(1, default)",
+                "usleep(10000)",
+                "pthread_create(2, default)",
+                "info: start_video_thread(), ret is 0\n",
+                "pthread_create(3, default)",
+                "info: start_video_thread(), ret is 0\n"};
+    }
+    static Entries audio_up() {
+        return {"pthread_create(4, default)", "log: start_audio_thread(), ret is 0\n",
+                "pthread_create(5, default)", "log: start_audio_thread(), ret is 0\n"};
+    }
+    static Entries audio_joined() {
+        return {"pthread_join(4)", "debug: main(), 686\n", "pthread_join(5)", "debug: main(), 688\n"};
+    }
+    static Entries video_joined() {
+        return {"pthread_join(2)", "debug: main(), 691\n", "pthread_join(3)", "debug: main(), 693\n"};
+    }
+    static Entries end() { return {"pthread_join(1)", "debug: main(), 696\n", "board_system_exit()"}; }
+
+    int running_at_first_join() {
+        int result = -1;
+        script.when("pthread_join", [&] { result = device_status.running; });
+        run();
+        return result;
+    }
 };
 
 TEST_F(Main, BringsEverythingUpInOrderAndWaits) {
     EXPECT_EQ(run(), 0);
     EXPECT_EQ(steps(), joined({up_to_board(),
-                               {"info: main(),637\n", "pthread_create(1, default)", "usleep(10000)",
-                                "pthread_create(2, default)", "info: start_video_thread(), ret is 0\n",
-                                "pthread_create(3, default)", "info: start_video_thread(), ret is 0\n",
-                                "info: video_tid is =[2, 3]\n", "info: ipc_tid is =[1]\n", "pthread_join(2)",
-                                "debug: main(), 691\n", "pthread_join(3)", "debug: main(), 693\n",
-                                "pthread_join(1)", "debug: main(), 696\n", "board_system_exit()"}}));
+                               up_to_video(),
+                               audio_up(),
+                               {"pthread_create(6, default)", "log: start_osd_thread(), ret is 0\n",
+                                "info: video_tid is =[2, 3]\n", "info: audio_tid is =[4,5]\n",
+                                "info: ipc_tid is =[1]\n", "info: osd_tid is =[6]\n", "pthread_join(6)",
+                                "debug: main(), 683\n"},
+                               audio_joined(),
+                               video_joined(),
+                               end()}));
 }
 
-TEST_F(Main, StartsTheControlLoopAndOneFetcherForEachVideoChannel) {
+TEST_F(Main, StartsEachThreadWithItsOwnBody) {
     run();
-    ASSERT_EQ(script.threads.size(), 3U);
+    ASSERT_EQ(script.threads.size(), 6U);
     EXPECT_EQ(script.threads[0].body, ipc_thread);
-    EXPECT_EQ(script.threads[0].argument, nullptr);
     for (int channel = 0; channel < 2; ++channel) {
         const script::Thread &thread = script.threads[static_cast<size_t>(channel) + 1];
         EXPECT_EQ(thread.body, video_stream_thread);
         EXPECT_EQ(*static_cast<int32_t *>(thread.argument), channel);
+    }
+    EXPECT_EQ(script.threads[3].body, fetch_aduio_thread);
+    EXPECT_EQ(script.threads[4].body, play_audio);
+    EXPECT_EQ(script.threads[5].body, osd_thread);
+    for (const size_t other : {0U, 3U, 4U, 5U}) {
+        EXPECT_EQ(script.threads[other].argument, nullptr) << other;
     }
 }
 
@@ -103,7 +144,7 @@ TEST_F(Main, DoesNotMindAProfileThatTheBoardRefuses) {
 TEST_F(Main, TakesAPositiveAnswerOfTheBoardForSuccess) {
     script.board_system_init_result = 3;
     EXPECT_EQ(run(), 0);
-    EXPECT_EQ(script.threads.size(), 3U);
+    EXPECT_EQ(script.threads.size(), 6U);
 }
 
 TEST_F(Main, LeavesSignalsThatAreNotItsOwnAndTheSignalMaskAlone) {
@@ -185,10 +226,54 @@ TEST_F(Main, SecondVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
 
 TEST_F(Main, VideoThreadThatIsNotCreatedEndsTheWorkersBeforeTheJoin) {
     script.pthread_create_results = {{3, EAGAIN}};
-    int running_at_join = -1;
-    script.when("pthread_join", [&] { running_at_join = device_status.running; });
-    run();
-    EXPECT_EQ(running_at_join, 0);
+    EXPECT_EQ(running_at_first_join(), 0);
+}
+
+TEST_F(Main, CaptureThreadThatIsNotCreatedJoinsVideoAndTheControlThread) {
+    script.pthread_create_results = {{4, EAGAIN}};
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               up_to_video(),
+                               {"pthread_create(4, default)", "log: start_audio_thread(), ret is 11\n",
+                                "err: Create get_audio_stream error\n"},
+                               video_joined(),
+                               end()}));
+}
+
+TEST_F(Main, PlaybackThreadThatIsNotCreatedJoinsVideoAndTheControlThread) {
+    script.pthread_create_results = {{5, -1}};
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               up_to_video(),
+                               {"pthread_create(4, default)", "log: start_audio_thread(), ret is 0\n",
+                                "pthread_create(5, default)", "log: start_audio_thread(), ret is -1\n",
+                                "err: Create get_audio_stream error\n"},
+                               video_joined(),
+                               end()}));
+}
+
+TEST_F(Main, AudioThreadThatIsNotCreatedEndsTheWorkersBeforeTheJoin) {
+    script.pthread_create_results = {{5, EAGAIN}};
+    EXPECT_EQ(running_at_first_join(), 0);
+}
+
+TEST_F(Main, OverlayThreadThatIsNotCreatedJoinsAudioVideoAndTheControlThread) {
+    script.pthread_create_results = {{6, EAGAIN}};
+    EXPECT_EQ(run(), -1);
+    EXPECT_EQ(steps(), joined({up_to_board(),
+                               up_to_video(),
+                               audio_up(),
+                               {"pthread_create(6, default)", "log: start_osd_thread(), ret is 11\n",
+                                "err: start_osd_thread(),create error\n"},
+                               audio_joined(),
+                               video_joined(),
+                               end()}));
+}
+
+TEST_F(Main, OverlayThreadThatIsNotCreatedLeavesTheWorkersRunning) {
+    script.pthread_create_results = {{6, EAGAIN}};
+    EXPECT_EQ(running_at_first_join(), 1);
+    EXPECT_EQ(device_status.running, 1);
 }
 
 TEST_F(Main, WithoutAFailureTheWorkersAreLeftToRun) {

@@ -2,10 +2,14 @@
 
 #include "core/signals.h"
 
+#include "control/message_queue.h"
 #include "script/daemon_test.h"
 #include "settings/device_status.h"
+#include "support/eventually.h"
 
+#include <atomic>
 #include <csignal>
+#include <thread>
 
 namespace {
 
@@ -39,6 +43,30 @@ TEST_F(Signals, EndTheProcessInOrder) {
     EXPECT_EQ(script.journal,
               (Entries{"info: ---sighandler:last -1, new 15---\n", "ev_async_send(default loop)",
                        "ev_break(default loop, EVBREAK_ALL)", "board_system_exit()", "exit(-1)"}));
+}
+
+TEST_F(Signals, WakeThePlaybackThreadBehindTheLoopAndBeforeTheBoardShutsDown) {
+    message_queue_init();
+    script.threads_are_real = true;
+    std::atomic<bool> waits{false};
+    std::atomic<bool> woken{false};
+    std::thread player([&] {
+        const PlayQueueHold hold;
+        waits = true;
+        message_queue_wait();
+        woken = true;
+    });
+    EXPECT_TRUE(support::eventually([&] { return waits.load(); }));
+    bool woken_before = true;
+    script.when("ev_break", [&] { woken_before = woken; });
+    bool woken_at_exit = false;
+    script.when("board_system_exit",
+                [&] { woken_at_exit = support::eventually([&] { return woken.load(); }); });
+    EXPECT_EQ(handle(SIGTERM), -1);
+    EXPECT_FALSE(woken_before);
+    EXPECT_TRUE(woken_at_exit);
+    player.join();
+    message_queue_destroy();
 }
 
 TEST_F(Signals, ClearTheRunFlagBeforeAnythingElse) {

@@ -1,7 +1,9 @@
 // The shared-buffer channels: creation, and the bookkeeping of receivers.
 
 #include "channels_fixture.h"
+#include "control/play_audio.h"
 #include "media/requests.h"
+#include "settings/device_status.h"
 
 #include <cerrno>
 #include <cstring>
@@ -27,12 +29,11 @@ class MediaChannelOf : public Channels, public testing::WithParamInterface<int32
 
 TEST_P(MediaChannelOf, IndexIsCreatedAndStartedInOrder) {
     EXPECT_EQ(shbf_init(index_), 0);
-    // What answers its messages differs between the channels.
-    const Entries all = script.without({"shbfev_brd_event(" + path_ + ", 5)"});
-    EXPECT_EQ(all, (Entries{"shbfev_brd_create(" + path_ + ")", "shbfev_brd_event(" + path_ + ", 1)",
-                            "shbfev_brd_event(" + path_ + ", 2)", "shbfev_brd_event(" + path_ + ", 3)",
-                            "shbfev_brd_event(" + path_ + ", 4)",
-                            "shbfev_brd_start(default loop, " + path_ + ")"}));
+    EXPECT_EQ(script.journal,
+              (Entries{"shbfev_brd_create(" + path_ + ")", "shbfev_brd_event(" + path_ + ", 1)",
+                       "shbfev_brd_event(" + path_ + ", 2)", "shbfev_brd_event(" + path_ + ", 3)",
+                       "shbfev_brd_event(" + path_ + ", 4)", "shbfev_brd_event(" + path_ + ", 5)",
+                       "shbfev_brd_start(default loop, " + path_ + ")"}));
 }
 
 TEST_P(MediaChannelOf, IndexHasItsEntryAndNoReceivers) {
@@ -70,11 +71,11 @@ TEST_P(MediaChannelOf, IndexThatDoesNotStartIsLogged) {
 TEST_P(MediaChannelOf, IndexWithoutAHandleFailsWhereItStarts) {
     script.create_fails = {path_};
     EXPECT_EQ(shbf_init(index_), -1);
-    const Entries all = script.without({"shbfev_brd_event(null, 5)"});
-    EXPECT_EQ(all, (Entries{"shbfev_brd_create(" + path_ + ")", "shbfev_brd_event(null, 1)",
-                            "shbfev_brd_event(null, 2)", "shbfev_brd_event(null, 3)",
-                            "shbfev_brd_event(null, 4)", "shbfev_brd_start(default loop, null)",
-                            script::format("err: shbf %d start error %d\n", index_, -EINVAL)}));
+    EXPECT_EQ(script.journal,
+              (Entries{"shbfev_brd_create(" + path_ + ")", "shbfev_brd_event(null, 1)",
+                       "shbfev_brd_event(null, 2)", "shbfev_brd_event(null, 3)", "shbfev_brd_event(null, 4)",
+                       "shbfev_brd_event(null, 5)", "shbfev_brd_start(default loop, null)",
+                       script::format("err: shbf %d start error %d\n", index_, -EINVAL)}));
 }
 
 TEST_P(MediaChannelOf, IndexGivesZeroForAnyStartResultThatIsNotNegative) {
@@ -114,15 +115,35 @@ TEST_P(ChannelsThatTakeKeyFrameRequests, AskTheEncodersForOne) {
 INSTANTIATE_TEST_SUITE_P(Index, ChannelsThatTakeKeyFrameRequests, testing::Values(0, 1, 4), // audio too
                          testing::PrintToStringParamName());
 
-TEST_F(Channels, ThatServeOtherRequestsTakeNoneForKeyFrames) {
-    create_all();
-    for (const int32_t index : {2, 3, 5}) {
-        const auto &events = script::channel(media_path(index))->events;
-        const auto found = events.find(5);
-        EXPECT_TRUE(found == events.end() || found->second.first != SHBFEV_CALLBACK(evt_rcvr_message_idr))
-            << index;
-    }
+struct OwnRequests {
+    int32_t index;
+    shbfev_message_callback handler;
+};
+
+class ChannelsWithRequestsOfTheirOwn : public Channels, public testing::WithParamInterface<OwnRequests> {};
+
+TEST_P(ChannelsWithRequestsOfTheirOwn, RegisterThemLastAndWithoutUserData) {
+    const std::string path = media_path(GetParam().index);
+    shbf_init(GetParam().index);
+    const auto [callback, user] = script::channel(path)->events.at(5);
+    EXPECT_EQ(callback, SHBFEV_CALLBACK(GetParam().handler));
+    EXPECT_EQ(user, nullptr);
+    EXPECT_EQ(script.position("shbfev_brd_event(" + path + ", 5)"), script.position("shbfev_brd_start(") - 1);
 }
+
+TEST_P(ChannelsWithRequestsOfTheirOwn, TakeNoneForAKeyFrameRequest) {
+    create_all();
+    device_status.power = 0; // refuse everything
+    const void *bytes = "REQ_IDR";
+    EXPECT_EQ(call(media_path(GetParam().index), 5, int32_t{3}, bytes, int32_t{7}), -1);
+    EXPECT_EQ(script.journal, Entries{});
+}
+
+INSTANTIATE_TEST_SUITE_P(Index, ChannelsWithRequestsOfTheirOwn,
+                         testing::Values(OwnRequests{2, evt_rcvr_message_rawframe},
+                                         OwnRequests{3, evt_rcvr_message_jpeg},
+                                         OwnRequests{5, evt_rcvr_message_play}),
+                         [](const auto &row) { return std::to_string(row.param.index); });
 
 // ---- creation of event channels ----
 
