@@ -13,7 +13,7 @@
 inline PlayItem *make_play_item(const std::string &text) {
     auto *item = static_cast<PlayItem *>(malloc(sizeof(PlayItem)));
     item->bytes = malloc(text.size() + 1);
-    std::memcpy(item->bytes, text.data(), text.size());
+    std::memcpy(item->bytes, text.c_str(), text.size() + 1);
     item->length = static_cast<int32_t>(text.size());
     return item;
 }
@@ -32,7 +32,7 @@ class PlayQueueTest : public DaemonTest {
         if (message_queue_pop(&item) != 0) {
             return "none";
         }
-        const std::string text(static_cast<const char *>(item->bytes), static_cast<size_t>(item->length));
+        std::string text(static_cast<const char *>(item->bytes), static_cast<size_t>(item->length));
         message_queue_free(item);
         return text;
     }

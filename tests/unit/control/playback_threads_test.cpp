@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <csignal>
+#include <memory>
 #include <thread>
 
 namespace {
@@ -21,30 +22,32 @@ class PlaybackThreads : public DaemonTest {
         return evt_rcvr_message_play(nullptr, 7, bytes.data(), static_cast<int32_t>(bytes.size()));
     }
 
-    static bool queue_is_empty() {
-        const PlayQueueHold hold;
-        return play_queue.count == 0;
+    /* Sends this sound, again and again if `again` is set, until it is played. */
+    void send_until_heard(const std::string &sound, bool again) {
+        const auto heard = std::make_shared<std::atomic<bool>>(false);
+        script.when("play_sound(" + sound + ")", [heard] { *heard = true; });
+        send(sound);
+        EXPECT_TRUE(support::eventually([&] {
+            if (again) {
+                send(sound); // one may come before there is a queue
+            }
+            message_queue_wake(); // one wake-up may come while it does not wait
+            return heard->load();
+        }));
     }
 
-    /* The playback thread, once it has a queue. */
+    /* All that was sent up to now is played. */
+    void hear_out() { send_until_heard("last", false); }
+
     void start() {
         device_status.running = 1;
-        std::atomic<bool> heard{false};
-        script.when("play_sound(hello)", [&] { heard = true; });
         player_ = std::thread(play_audio, nullptr);
-        EXPECT_TRUE(support::eventually([&] {
-            send("hello"); // one may come before it waits, and one before there is a queue
-            return heard.load();
-        }));
+        send_until_heard("hello", true);
     }
 
-    /* Lets it play what is left, which would else be forgotten, and end. Woken again and again: a wake-up
-     * that comes while it does not wait is lost. */
+    /* Lets it play what is left, which would else be forgotten, and end. */
     void stop() {
-        EXPECT_TRUE(support::eventually([] {
-            message_queue_wake();
-            return queue_is_empty();
-        }));
+        hear_out();
         device_status.running = 0;
         std::atomic<bool> ended{false};
         std::thread waker([&] {
@@ -110,7 +113,7 @@ TEST_F(PlaybackThreads, AreNotStoppedByASignalThatHitsThemInsideTheQueue) {
         for (int i = 0; i < 3000; ++i) {
             send("sound");
             if (i % 100 == 0) {
-                EXPECT_TRUE(support::eventually(queue_is_empty));
+                hear_out();
             }
         }
         sent = true;

@@ -40,7 +40,7 @@ extern "C" {
     int32_t name(void) {                                                                                     \
         return answer(#name, "");                                                                            \
     }
-#define SCRIPTED_CALL_WITH_NUMBER(name)                                                                      \
+#define SCRIPTED_CALL_WITH_NUMBER(name, number)                                                              \
     int32_t name(int32_t number) {                                                                           \
         return answer(#name, std::to_string(number));                                                        \
     }
@@ -64,12 +64,12 @@ SCRIPTED_CALL(start_md)
 SCRIPTED_CALL(stop_md)
 SCRIPTED_CALL(oru_api_algo_start)
 SCRIPTED_CALL(oru_api_algo_stop)
-SCRIPTED_CALL_WITH_NUMBER(switch_ch5_res)
-SCRIPTED_CALL_WITH_NUMBER(set_speaker_vol)
-SCRIPTED_CALL_WITH_NUMBER(set_video_flicker)
-SCRIPTED_CALL_WITH_NUMBER(set_isp_dnmode)
-SCRIPTED_CALL_WITH_NUMBER(control_ir_lamp)
-SCRIPTED_CALL_WITH_NUMBER(osd_update_timestamp)
+SCRIPTED_CALL_WITH_NUMBER(switch_ch5_res, bound)
+SCRIPTED_CALL_WITH_NUMBER(set_speaker_vol, volume)
+SCRIPTED_CALL_WITH_NUMBER(set_video_flicker, hz)
+SCRIPTED_CALL_WITH_NUMBER(set_isp_dnmode, mode)
+SCRIPTED_CALL_WITH_NUMBER(control_ir_lamp, value)
+SCRIPTED_CALL_WITH_NUMBER(osd_update_timestamp, region_code)
 
 int32_t osd_display_track(int32_t a, int32_t b, int32_t c, int32_t d) {
     return answer("osd_display_track", format("%d, %d, %d, %d", a, b, c, d));

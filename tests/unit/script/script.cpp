@@ -70,6 +70,7 @@ std::vector<std::string> Script::without(const std::vector<std::string> &prefixe
 }
 
 void Script::when(const std::string &text, std::function<void()> action, size_t nth) {
+    const std::lock_guard<std::mutex> hold(journal_lock_);
     reactions_.push_back({text, nth, std::move(action)});
 }
 
