@@ -8,13 +8,12 @@ namespace ctl {
 std::string format(const char *pattern, ...) {
     va_list arguments;
     va_start(arguments, pattern);
-    va_list again;
-    va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, pattern, arguments);
     va_end(arguments);
     std::string text(static_cast<size_t>(length) + 1, '\0');
-    std::vsnprintf(text.data(), text.size(), pattern, again);
-    va_end(again);
+    va_start(arguments, pattern);
+    std::vsnprintf(text.data(), text.size(), pattern, arguments);
+    va_end(arguments);
     text.pop_back();
     return text;
 }
