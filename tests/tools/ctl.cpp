@@ -25,8 +25,6 @@ Process::Environment environment() {
     return support::board_environment(support::Leaks::sought);
 }
 
-constexpr auto decode_patience = std::chrono::seconds(60);
-
 } // namespace
 
 support::Outcome run_ctl(const Words &words) {
@@ -118,26 +116,6 @@ bool has_no_control_characters(const std::string &output) {
     return std::ranges::all_of(output, [](char letter) {
         return letter == '\n' || (static_cast<unsigned char>(letter) >= 0x20 && letter != 0x7f);
     });
-}
-
-std::string probe(const std::string &file) {
-    return support::run({"ffprobe", "-v", "error", "-count_frames", "-show_entries",
-                         "stream=codec_name,width,height,nb_read_frames", "-of", "csv=p=0:s=\\ ", file},
-                        {}, decode_patience)
-        .output;
-}
-
-int frames_in(const std::string &file) {
-    std::istringstream words(probe(file));
-    std::string codec;
-    int width = 0;
-    int height = 0;
-    int frames = -1;
-    words >> codec >> width >> height >> frames;
-    std::string complaint;
-    std::getline(words >> std::ws, complaint);
-    EXPECT_EQ(complaint, "") << file;
-    return words.bad() || width == 0 ? -1 : frames;
 }
 
 } // namespace ctl_test

@@ -54,12 +54,6 @@ std::vector<Json> objects(const std::string &output);
 /* True when there is none but line ends. */
 bool has_no_control_characters(const std::string &output);
 
-/* "codec WIDTHxHEIGHT frames" as a decoder sees the file; what it complained of follows. */
-std::string probe(const std::string &file);
-
-/* How many frames a decoder finds in the file; -1 when it cannot read it. */
-int frames_in(const std::string &file);
-
 } // namespace ctl_test
 
 #endif

@@ -2,6 +2,9 @@
 
 #include "strellctl/failure.h"
 #include "strellctl/recorder.h"
+#include "support/scratch.h"
+#include "tools/probe.h"
+#include "tools/small_h264.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -112,12 +115,36 @@ TEST_F(RecorderTest, WhatIsNoVideoIsRefused) {
     EXPECT_EQ(tape_.opened, 0);
 }
 
-TEST_F(RecorderTest, LossesAreCounted) {
+TEST_F(RecorderTest, WhatDoesNotDecodeAfterALossIsLeftOut) {
+    Recorder recorder = this->recorder(10);
+    EXPECT_TRUE(recorder.waits_for_key_frame());
+    recorder.add(next(true));
+    recorder.add(next(false));
+    EXPECT_FALSE(recorder.waits_for_key_frame());
+    EXPECT_EQ(recorder.missing(), 0U);
+    sequence_ += 4;
+    time_us_ += 4 * interval_us;
+    EXPECT_TRUE(recorder.add(next(false)));
+    EXPECT_TRUE(recorder.add(next(false)));
+    EXPECT_TRUE(recorder.waits_for_key_frame());
+    EXPECT_EQ(recorder.missing(), 6U);
+    recorder.add(next(true));
+    recorder.add(next(false));
+    EXPECT_FALSE(recorder.waits_for_key_frame());
+    EXPECT_EQ(recorder.missing(), 6U);
+    EXPECT_EQ(tape_.bytes, "KpKp");
+    EXPECT_EQ(tape_.times_us, (std::vector<uint64_t>{0, interval_us, 8 * interval_us, 9 * interval_us}))
+        << "the gap stays";
+}
+
+TEST_F(RecorderTest, AKeyFrameRightAfterALossGoesOn) {
     Recorder recorder = this->recorder(10);
     recorder.add(next(true));
-    sequence_ += 4;
+    sequence_ += 2;
+    recorder.add(next(true));
     recorder.add(next(false));
-    EXPECT_EQ(recorder.lost(), 4U);
+    EXPECT_EQ(recorder.missing(), 2U);
+    EXPECT_EQ(tape_.bytes, "KKp");
 }
 
 TEST_F(RecorderTest, ARestartWithTheSameFormatGoesOn) {
@@ -127,7 +154,7 @@ TEST_F(RecorderTest, ARestartWithTheSameFormatGoesOn) {
     EXPECT_TRUE(recorder.add(next(true)));
     EXPECT_TRUE(recorder.add(next(false)));
     EXPECT_EQ(tape_.bytes, "KKp");
-    EXPECT_EQ(recorder.lost(), 0U);
+    EXPECT_EQ(recorder.missing(), 0U);
 }
 
 TEST_F(RecorderTest, AnotherFormatEndsIt) {
@@ -166,6 +193,17 @@ TEST_F(RecorderTest, AFullDiskIsToldFromEverythingElse) {
     tape_.full = true;
     EXPECT_THROW(recorder.add(next(false)), ctl::WriteFailure);
     EXPECT_EQ(recorder.frames(), 1U);
+}
+
+TEST(MuxedRecording, OneFrameIsAFileToo) {
+    const support::ScratchRunDir dir;
+    for (const char *name : {"one.mp4", "one.mkv"}) {
+        const std::string path = dir.file(name);
+        const auto recording = ctl::open_recording(path, ctl::ending_of(path), Codec::h264);
+        recording->write(ctl_test::small_h264(), 0);
+        recording->finish();
+        EXPECT_EQ(ctl_test::probe(path), "h264 64 64 1\n") << name;
+    }
 }
 
 TEST(Ending, IsChosenByTheName) {

@@ -3,6 +3,7 @@
 #include "support/eventually.h"
 #include "support/system.h"
 #include "tools/ctl.h"
+#include "tools/probe.h"
 
 #include <csignal>
 #include <gtest/gtest.h>
