@@ -5,9 +5,12 @@
 
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -87,6 +90,56 @@ TEST_F(Boardd, LeavesAloneWhatIsNoSocket) {
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_NE(outcome.output.find("is no socket"), std::string::npos) << outcome.output;
     EXPECT_TRUE(std::filesystem::is_regular_file(run_dir_.file("boardd")));
+}
+
+TEST_F(Boardd, OfManyStartedAtOnceOneServes) {
+    start_boardd();
+    boardd_->signal(SIGKILL);
+    ASSERT_TRUE(boardd_->wait());
+    std::vector<std::unique_ptr<support::Process>> servers;
+    for (int i = 0; i < 4; ++i) {
+        servers.push_back(
+            std::make_unique<support::Process>(BoardProcess::command({}), support::board_environment()));
+    }
+    int serving = 0;
+    int refused = 0;
+    std::string said;
+    for (const auto &server : servers) {
+        server->saw("boardd: "); // the first line says which it is
+        said += server->output();
+        serving += server->count("boardd: ready") == 1 ? 1 : 0;
+        refused += server->count("another boardd runs already") == 1 ? 1 : 0;
+    }
+    EXPECT_EQ(serving, 1) << said;
+    EXPECT_EQ(refused, 3) << said;
+    board::BoardCtl().status();
+}
+
+TEST_F(Boardd, LeavesAloneWhoeverServesThePath) {
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir_.file("boardd").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    const auto outcome = support::run(BoardProcess::command({}), support::board_environment());
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("runs already at " + run_dir_.file("boardd")), std::string::npos)
+        << outcome.output;
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(client);
+    close(listener);
+}
+
+TEST_F(Boardd, SaysThatSomebodyKeepsTheDirectoryLocked) {
+    const int directory = open(run_dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    const auto outcome = support::run(BoardProcess::command({}), support::board_environment());
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("another process holds a lock on its directory"), std::string::npos)
+        << outcome.output;
+    close(directory);
 }
 
 TEST_F(Boardd, SaysWhichPackageBringsAMissingElement) {

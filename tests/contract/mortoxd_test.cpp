@@ -5,14 +5,19 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
 #include <time.h>
+#include <unistd.h>
 
 using namespace mortox_test;
 using support::eventually;
@@ -124,8 +129,7 @@ TEST(Mortoxd, KeepsItsFilesToItself) {
     SettingsStore store(run_dir);
     store.start();
     EXPECT_TRUE(set(open_store(), "flip", "on"));
-    for (const std::string &path :
-         {store.database(), store.database() + "-wal", store.socket(), store.socket() + ".lock"}) {
+    for (const std::string &path : {store.database(), store.database() + "-wal", store.socket()}) {
         EXPECT_EQ(permissions(path) & 0077, 0U) << path;
     }
 }
@@ -176,13 +180,30 @@ TEST(Mortoxd, LeavesALiveServerAlone) {
     EXPECT_TRUE(set(open_store(), "flip", "on"));
 }
 
-TEST(Mortoxd, LeavesALiveServerAloneThatHasLostItsLockFile) {
+TEST(Mortoxd, LeavesAloneWhoeverServesThePath) {
     const ScratchRunDir run_dir;
-    SettingsStore store(run_dir);
-    store.start();
-    std::filesystem::remove(store.socket() + ".lock");
-    EXPECT_EQ(support::run({program, "--memory", "mem"}).exit_code, 3);
-    EXPECT_TRUE(set(open_store(), "flip", "on"));
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir.file("mortoxd").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    EXPECT_EQ(support::run({program, "--memory", "mem"}).exit_code, 3) << "alive, of whatever kind it is";
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(client);
+    close(listener);
+}
+
+TEST(Mortoxd, SaysThatSomebodyKeepsTheDirectoryLocked) {
+    const ScratchRunDir run_dir;
+    const int directory = open(run_dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    const Outcome outcome = support::run({program, "--memory", "mem"});
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("another process holds a lock on its directory"), std::string::npos)
+        << outcome.output;
+    close(directory);
 }
 
 TEST(Mortoxd, OfManyStartedAtOnceOneServes) {
@@ -212,7 +233,8 @@ TEST(Mortoxd, DoesNotRemoveWhatIsNoSocket) {
     std::ofstream(run_dir.file("mortoxd")) << "precious";
     const Outcome outcome = support::run({program, "--memory", "mem"});
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_NE(outcome.output.find("is in the way and is no socket: move it away"), std::string::npos);
+    EXPECT_NE(outcome.output.find("something that is no socket is in the way: move it away"),
+              std::string::npos);
     EXPECT_TRUE(std::filesystem::is_regular_file(run_dir.file("mortoxd")));
 }
 
@@ -221,13 +243,13 @@ TEST(Mortoxd, NeedsARunDirectory) {
     const std::string missing = run_dir.file("missing");
     const Outcome outcome = support::run({program, "--memory", "mem"}, {{"STRELL_RUN_DIR", missing}});
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_NE(outcome.output.find("cannot make " + missing + "/mortoxd.lock: No such file or directory"),
+    EXPECT_NE(outcome.output.find("cannot serve " + missing + "/mortoxd: No such file or directory"),
               std::string::npos)
         << outcome.output;
     const Outcome longer =
         support::run({program, "--memory", "mem"}, {{"STRELL_RUN_DIR", "/" + std::string(200, 'x')}});
     EXPECT_EQ(longer.exit_code, 1);
-    EXPECT_NE(longer.output.find("STRELL_RUN_DIR does not do: File name too long"), std::string::npos);
+    EXPECT_NE(longer.output.find("the path in STRELL_RUN_DIR is too long for a socket"), std::string::npos);
 }
 
 /* ---- limits of the system ---- */

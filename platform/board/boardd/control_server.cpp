@@ -9,7 +9,6 @@
 #include <cstring>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -20,45 +19,12 @@ namespace {
 constexpr size_t connections_max = 32;
 constexpr int backlog = 16;
 
-[[noreturn]] void fail(int fd, const std::string &what) {
-    const int error = errno;
-    close(fd);
-    throw std::runtime_error(what + ": " + std::strerror(error));
-}
-
-/* Whether somebody answers at the address. A boardd that hangs does, too. */
-bool is_served(const sockaddr_un &address, socklen_t length) {
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const bool served =
-        connect(fd, reinterpret_cast<const sockaddr *>(&address), length) == 0 || errno == EAGAIN;
-    close(fd);
-    return served;
-}
-
-/* Makes room for a new socket where a dead one stands. */
-void clear_the_way(const sockaddr_un &address, socklen_t length) {
-    struct stat status {};
-    if (lstat(address.sun_path, &status) != 0) {
-        return;
+[[noreturn]] void cannot_serve(const std::string &path, int error) {
+    if (error == -EADDRINUSE) {
+        throw std::runtime_error("another boardd runs already at " + path +
+                                 ": stop it first, or set STRELL_RUN_DIR for a board of your own");
     }
-    const std::string path = address.sun_path;
-    if (!S_ISSOCK(status.st_mode)) {
-        throw std::runtime_error(path + " is in the way and is no socket: remove it");
-    }
-    if (is_served(address, length)) {
-        throw std::runtime_error("another boardd runs already at " + path + ": stop it first");
-    }
-    unlink(address.sun_path);
-}
-
-int listen_at(const sockaddr_un &address, socklen_t length) {
-    clear_the_way(address, length);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr *>(&address), length) != 0 ||
-        listen(fd, backlog) != 0) {
-        fail(fd, std::string("cannot serve ") + address.sun_path);
-    }
-    return fd;
+    throw std::runtime_error("cannot serve " + path + ": " + run_dir_listen_problem(error));
 }
 
 } // namespace
@@ -66,11 +32,11 @@ int listen_at(const sockaddr_un &address, socklen_t length) {
 ControlServer::ControlServer(struct ev_loop *loop) : loop_(loop) {
     sockaddr_un address{};
     const int length = run_dir_address(control_path, &address);
-    if (length < 0) {
-        throw std::runtime_error("the path in STRELL_RUN_DIR is too long for a socket");
+    path_ = length < 0 ? control_path : address.sun_path;
+    listener_ = run_dir_listen(control_path, SOCK_SEQPACKET, backlog);
+    if (listener_ < 0) {
+        cannot_serve(path_, listener_);
     }
-    path_ = address.sun_path;
-    listener_ = listen_at(address, static_cast<socklen_t>(length));
     ev_io_init(&watcher_, on_listener, listener_, EV_READ);
     watcher_.data = this;
     ev_io_start(loop_, &watcher_);
