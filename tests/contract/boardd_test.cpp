@@ -67,6 +67,27 @@ TEST_F(Boardd, RefusesOptionsThatItDoesNotKnow) {
     }
 }
 
+TEST_F(Boardd, RefusesASourceThatIsTooLong) {
+    for (const size_t length : {size_t{4097}, size_t{15'000}, size_t{100'000}}) {
+        const auto outcome = support::run(BoardProcess::command({"--source", std::string(length, 'x')}),
+                                          support::board_environment());
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_NE(outcome.output.find("--source takes at most 4096 bytes, not " + std::to_string(length)),
+                  std::string::npos)
+            << outcome.output;
+    }
+}
+
+/* Quotes take two bytes of JSON each, and control characters six. */
+TEST_F(Boardd, ShowsItsStatusWithTheLongestSource) {
+    for (const char byte : {'x', '"', '\x01'}) {
+        start_boardd({"--source", std::string(4096, byte)});
+        const std::string name = status("/source/name");
+        EXPECT_TRUE(name.starts_with(std::string(900, byte))) << name;
+        EXPECT_TRUE(name.ends_with("...")) << name;
+    }
+}
+
 TEST_F(Boardd, ASecondOneSaysThatTheFirstRuns) {
     start_boardd();
     const auto second = support::run(BoardProcess::command({}), support::board_environment());

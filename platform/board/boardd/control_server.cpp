@@ -115,7 +115,12 @@ void ControlServer::reply(ClientId client, const ControlRequest &request, int32_
         return;
     }
     std::array<uint8_t, control_packet_max_bytes> packet;
-    const ControlReply header = {control_magic, request.op, request.id, result};
+    ControlReply header = {control_magic, request.op, request.id, result};
+    if (payload.size() > packet.size() - sizeof header) {
+        log_line("the reply to request %u would be too large: %zu bytes", request.op, payload.size());
+        header.result = -EMSGSIZE;
+        payload = {};
+    }
     const size_t length = sizeof header + payload.size();
     std::memcpy(packet.data(), &header, sizeof header);
     std::copy(payload.begin(), payload.end(), packet.begin() + sizeof header);

@@ -50,7 +50,8 @@ class ControlServer {
     /* The socket's path, for people. */
     const std::string &path() const { return path_; }
 
-    /* Answers a request. Nothing happens when the client has gone. */
+    /* Answers a request; with -EMSGSIZE instead when the payload does not fit into a packet. Nothing happens
+     * when the client has gone. */
     void reply(ClientId client, const ControlRequest &request, int32_t result,
                std::span<const uint8_t> payload);
 
