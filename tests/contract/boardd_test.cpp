@@ -3,6 +3,7 @@
 #include "board/protocol.h"
 #include "contract/board_fixture.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
@@ -11,6 +12,7 @@
 #include <memory>
 #include <random>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -382,6 +384,29 @@ TEST_F(HostileClient, TooManyConnectionsAreTurnedAway) {
         close(fd);
     }
     EXPECT_TRUE(answers());
+}
+
+TEST_F(HostileClient, WithoutDescriptorsItWaitsForSome) {
+    start_boardd();
+    const int first = connect_raw();
+    ASSERT_EQ(ask(first, board::op_sensor_class, 0, ""), 0);
+    rlimit before{};
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit none = {3, before.rlim_max};
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+    const int second = connect_raw();
+    EXPECT_TRUE(boardd_->saw("cannot take new clients at present: Too many open files"));
+    EXPECT_EQ(ask(first, board::op_sensor_class, 0, ""), 0) << "who is there is served";
+    const auto start = std::chrono::steady_clock::now();
+    const auto cpu_start = boardd_->cpu_time();
+    EXPECT_TRUE(support::eventually(
+        [&] { return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(500); }));
+    EXPECT_LT(boardd_->cpu_time() - cpu_start, std::chrono::milliseconds(150)) << "it tries without a pause";
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(ask(second, board::op_sensor_class, 0, ""), 0);
+    EXPECT_EQ(boardd_->count("cannot take new clients"), 1U) << "said once, not at each try";
+    close(first);
+    close(second);
 }
 
 /* ---- boardctl ---- */

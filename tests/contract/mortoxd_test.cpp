@@ -16,7 +16,6 @@
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <thread>
-#include <time.h>
 #include <unistd.h>
 
 using namespace mortox_test;
@@ -33,15 +32,6 @@ mode_t permissions(const std::string &path) {
     struct stat status {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
     return status.st_mode & 0777;
-}
-
-/* What a process has used of the processor. */
-std::chrono::nanoseconds cpu_time(pid_t pid) {
-    clockid_t clock = 0;
-    timespec used{};
-    EXPECT_EQ(clock_getcpuclockid(pid, &clock), 0);
-    EXPECT_EQ(clock_gettime(clock, &used), 0);
-    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 TEST(Mortoxd, HelpSaysHowToStartIt) {
@@ -269,10 +259,11 @@ TEST(Mortoxd, WaitsForDescriptorsWhenTheyRunOut) {
     EXPECT_TRUE(store.process().saw("cannot take new clients at present: Too many open files"));
     EXPECT_TRUE(set(first, "flip", "on", "mem")) << "who is there is served";
     const auto start = std::chrono::steady_clock::now();
-    const auto cpu_start = cpu_time(pid);
+    const auto cpu_start = store.process().cpu_time();
     EXPECT_TRUE(eventually(
         [&] { return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(500); }));
-    EXPECT_LT(cpu_time(pid) - cpu_start, std::chrono::milliseconds(150)) << "it tries without a pause";
+    EXPECT_LT(store.process().cpu_time() - cpu_start, std::chrono::milliseconds(150))
+        << "it tries without a pause";
     ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &before, nullptr), 0);
     opening.join();
     ASSERT_NE(second, nullptr);

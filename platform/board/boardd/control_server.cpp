@@ -18,6 +18,7 @@ namespace {
 
 constexpr size_t connections_max = 32;
 constexpr int backlog = 16;
+constexpr ev_tstamp accept_pause_s = 0.1;
 
 [[noreturn]] void cannot_serve(const std::string &path, int error) {
     if (error == -EADDRINUSE) {
@@ -38,13 +39,15 @@ ControlServer::ControlServer(struct ev_loop *loop) : loop_(loop) {
         cannot_serve(path_, listener_);
     }
     ev_io_init(&watcher_, on_listener, listener_, EV_READ);
-    watcher_.data = this;
+    ev_timer_init(&accept_again_, on_accept_again, accept_pause_s, 0.);
+    watcher_.data = accept_again_.data = this;
     ev_io_start(loop_, &watcher_);
 }
 
 ControlServer::~ControlServer() {
     unlink(path_.c_str());
     ev_io_stop(loop_, &watcher_);
+    ev_timer_stop(loop_, &accept_again_);
     close(listener_);
     for (auto &[id, connection] : connections_) {
         ev_io_stop(loop_, &connection->watcher);
@@ -56,11 +59,31 @@ void ControlServer::on_listener(struct ev_loop * /*loop*/, ev_io *watcher, int /
     static_cast<ControlServer *>(watcher->data)->accept_one();
 }
 
+void ControlServer::on_accept_again(struct ev_loop *loop, ev_timer *timer, int /*events*/) {
+    ev_io_start(loop, &static_cast<ControlServer *>(timer->data)->watcher_);
+}
+
+/* The client that cannot be taken stays in the queue and would wake the loop without end. */
+void ControlServer::accept_later(int error) {
+    if (!accept_failing_) {
+        log_line("cannot take new clients at present: %s", std::strerror(error));
+    }
+    accept_failing_ = true;
+    ev_io_stop(loop_, &watcher_);
+    ev_timer_set(&accept_again_, accept_pause_s, 0.);
+    ev_timer_start(loop_, &accept_again_);
+}
+
 void ControlServer::accept_one() {
     const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0) {
+        const int error = errno;
+        if (error != EAGAIN && error != EINTR && error != ECONNABORTED) {
+            accept_later(error);
+        }
         return;
     }
+    accept_failing_ = false;
     if (connections_.size() >= connections_max) {
         log_line("a client was turned away: %zu are connected already", connections_.size());
         close(fd);

@@ -2,7 +2,7 @@
  * The control socket: packets in, packets out. What they ask for is judged elsewhere (requests.h).
  *
  * Threads: the loop thread. A client that sends what is no request, or does not fetch its replies, is
- * disconnected; the others notice nothing.
+ * disconnected; the others notice nothing. New clients wait while the process has no descriptors for them.
  */
 #ifndef PLATFORM_BOARD_BOARDD_CONTROL_SERVER_H
 #define PLATFORM_BOARD_BOARDD_CONTROL_SERVER_H
@@ -65,7 +65,9 @@ class ControlServer {
 
     static void on_listener(struct ev_loop *loop, ev_io *watcher, int events);
     static void on_connection(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_accept_again(struct ev_loop *loop, ev_timer *timer, int events);
     void accept_one();
+    void accept_later(int error);
     bool read_one(Connection &connection);
     void disconnect(ClientId id);
 
@@ -74,6 +76,8 @@ class ControlServer {
     std::string path_;
     int listener_;
     ev_io watcher_{};
+    ev_timer accept_again_{};
+    bool accept_failing_ = false;
     ClientId next_id_ = 1;
     std::map<ClientId, std::unique_ptr<Connection>> connections_;
 };
