@@ -7,9 +7,9 @@
  * Threads, unless a function says otherwise: any thread, several at a time. Each of get_video_stream's
  * channels, and get_audio_stream, is called by one thread only.
  *
- * Blocking: a control call may take as long as the hardware does (development platform: at most 2 s, then it
- * fails). A stream call waits for data at most 90 ms, less than the 100 ms that the daemon gives its threads
- * to come to rest before it hands over a new profile.
+ * Blocking: a control call may take as long as the hardware does (development platform: at most 2 s, and 5 s
+ * for board_system_init, then it fails). A stream call waits for data at most 90 ms, less than the 100 ms
+ * that the daemon gives its threads to come to rest before it hands over a new profile.
  *
  * Results: 0 or more for success and a negative value for failure, unless a function says otherwise. A board
  * that has failed for good (unplugged, crashed) fails every call at once with -1 until the process starts

@@ -7,6 +7,7 @@
 #include <spawn.h>
 #include <stdexcept>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace support {
@@ -127,6 +128,15 @@ void Process::signal(int number) const {
     if (!status_) {
         kill(pid_, number);
     }
+}
+
+std::chrono::nanoseconds Process::cpu_time() const {
+    clockid_t clock = 0;
+    timespec used{};
+    if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("the process has gone");
+    }
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 std::optional<int> Process::wait(std::chrono::milliseconds deadline) {

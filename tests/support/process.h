@@ -47,6 +47,9 @@ class Process {
 
     void signal(int number) const;
 
+    /* What the process has used of the processor so far. While it runs. */
+    std::chrono::nanoseconds cpu_time() const;
+
     /* Waits for the end. The wait status (WIFEXITED and so on), or nothing when it still runs at the
      * deadline. */
     std::optional<int> wait(std::chrono::milliseconds deadline = patience);
