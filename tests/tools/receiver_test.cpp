@@ -13,7 +13,6 @@
 #include <memory>
 
 using ctl::Receiver;
-using support::eventually;
 
 namespace {
 
