@@ -2,9 +2,6 @@
 
 #include "strellctl/failure.h"
 #include "strellctl/recorder.h"
-#include "support/scratch.h"
-#include "tools/probe.h"
-#include "tools/small_h264.h"
 
 #include <gtest/gtest.h>
 #include <vector>
@@ -193,17 +190,6 @@ TEST_F(RecorderTest, AFullDiskIsToldFromEverythingElse) {
     tape_.full = true;
     EXPECT_THROW(recorder.add(next(false)), ctl::WriteFailure);
     EXPECT_EQ(recorder.frames(), 1U);
-}
-
-TEST(MuxedRecording, OneFrameIsAFileToo) {
-    const support::ScratchRunDir dir;
-    for (const char *name : {"one.mp4", "one.mkv"}) {
-        const std::string path = dir.file(name);
-        const auto recording = ctl::open_recording(path, ctl::ending_of(path), Codec::h264);
-        recording->write(ctl_test::small_h264(), 0);
-        recording->finish();
-        EXPECT_EQ(ctl_test::probe(path), "h264 64 64 1\n") << name;
-    }
 }
 
 TEST(Ending, IsChosenByTheName) {
