@@ -11,6 +11,11 @@
  *     several threads at once, on one channel or many, also while the loop thread destroys the channel.
  * Nothing here is for signal handlers.
  *
+ * A channel that was started may outlive its loop: the daemon never destroys its event channels, and when it
+ * ends it destroys the loop while other threads (analytics) still broadcast on them, up to exit(). So the
+ * calls for any thread do not touch the loop itself; what they send then may reach nobody, and no callback
+ * runs any more. shbfev_brd_destroy is not called on such a channel.
+ *
  * Blocking: no call waits for a receiver, ever. A receiver that is stopped, slow or hostile costs itself
  * frames.
  *
