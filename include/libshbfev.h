@@ -106,7 +106,8 @@ int32_t shbfev_brd_event(shbfev_brd_t *brd, int32_t code, shbfev_callback callba
  * A socket file that a crashed process left at the path is replaced.
  *
  * Result: 0 or more; -EADDRINUSE when a living process serves the path, -EEXIST when something that is no
- * socket stands there, or another negative errno value (directory missing, no permission ...).
+ * socket stands there, -EBUSY when somebody keeps the directory locked (it is waited for, but no longer than
+ * 200 ms), or another negative errno value (directory missing, no permission ...).
  */
 int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd);
 
