@@ -25,7 +25,8 @@ class Process {
     /*
      * Starts argv[0] (a path, or a name looked up in PATH) with the caller's environment and `extra` on top.
      * Standard output and standard error are read together into lines(). Throws std::runtime_error when it
-     * cannot start.
+     * cannot start. It is killed when the thread that made it ends, in whatever way: also with a test that
+     * was itself killed.
      */
     explicit Process(std::vector<std::string> argv, const Environment &extra = {});
 

@@ -22,7 +22,7 @@ void add(json_object *object, const char *name, const std::string &value) {
 // and says.
 std::string shortened(const std::string &text) {
     constexpr size_t shown_bytes = 1000;
-    static_assert(6 * 2 * shown_bytes < control_packet_max_bytes - 4000);
+    static_assert(shown_bytes * 2 * 6 < control_packet_max_bytes - 4000);
     if (text.size() <= shown_bytes) {
         return text;
     }
