@@ -133,7 +133,7 @@ void Audio::watch_microphone() {
     const std::string error = microphone_->error();
     const bool was_dead = channel_.held(Cause::source).has_value();
     if (!error.empty() && !was_dead) {
-        log_line("microphone \"%s\" failed: %s", microphone_->name().c_str(), error.c_str());
+        log_line("microphone \"%s\" is reported as broken: %s", microphone_->name().c_str(), error.c_str());
         channel_.hold(Cause::source, {false, -1, 0});
     } else if (error.empty() && was_dead) {
         log_line("microphone \"%s\" brings sound again", microphone_->name().c_str());

@@ -39,9 +39,11 @@ std::string in_run_dir(const char *path) {
 
 class WavLoudspeaker : public Loudspeaker {
   public:
-    WavLoudspeaker()
-        : path_(in_run_dir(speaker_wav_path)), old_path_(in_run_dir(speaker_old_wav_path)),
-          file_(std::make_unique<WavFile>(path_)) {}
+    WavLoudspeaker() : path_(in_run_dir(speaker_wav_path)), old_path_(in_run_dir(speaker_old_wav_path)) {
+        std::error_code ignored;
+        std::filesystem::remove(path_, ignored);
+        std::filesystem::remove(old_path_, ignored);
+    }
 
     std::string name() const override { return path_; }
     void start() override { silent_turns_ = speaker_wav_silent_turns; }
@@ -54,17 +56,19 @@ class WavLoudspeaker : public Loudspeaker {
             silent_turns_ = speaker_wav_silent_turns;
             return;
         }
-        if (file_ == nullptr || file_->data_bytes() + sizeof samples > speaker_wav_max_bytes) {
-            begin_anew();
+        if (file_ == nullptr) {
+            begin();
+        } else if (file_->data_bytes() + sizeof samples > speaker_wav_max_bytes) {
+            std::error_code ignored;
+            std::filesystem::rename(path_, old_path_, ignored);
+            begin();
         }
         failed_ = file_ == nullptr || !file_->append(samples);
     }
 
   private:
-    void begin_anew() {
+    void begin() {
         file_.reset();
-        std::error_code ignored;
-        std::filesystem::rename(path_, old_path_, ignored);
         try {
             file_ = std::make_unique<WavFile>(path_);
         } catch (const std::runtime_error &error) {

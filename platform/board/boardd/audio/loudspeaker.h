@@ -44,11 +44,12 @@ class Loudspeaker {
  * The loudspeaker that an option says:
  *
  *     (nothing)       the sound card when this machine has one that can be used, else "wav"
- *     wav             the file speaker_wav_path, made anew when boardd starts
- *     none            nothing
- *     pulsesink       any sink as gst-launch-1.0 takes it, one element or a chain of them
+ *     wav             the file speaker_wav_path; what an earlier boardd left there goes, and the first sound
+ * makes it none            nothing pulsesink       any sink as gst-launch-1.0 takes it, one element or a
+ * chain of them
  *
- * Throws std::runtime_error when the file cannot be made. A sink that fails is tried again every second.
+ * Throws std::runtime_error when the run directory's path is too long. A sink that fails is tried again every
+ * second.
  */
 std::unique_ptr<Loudspeaker> make_loudspeaker(struct ev_loop *loop, const std::string &option);
 
