@@ -19,7 +19,7 @@ namespace contract {
 
 using Samples = std::vector<int16_t>;
 
-constexpr uint32_t sample_rate = 16000;
+constexpr size_t sample_rate = 16000;
 constexpr uint64_t block_us = 40'000;
 constexpr uint32_t block_bytes = 1280;
 
@@ -112,8 +112,9 @@ class BoardSound : public BoardTest {
     }
 
     /* Waits until so many samples have left the queue to the speaker. */
-    bool played(int64_t count) {
-        return support::eventually([&] { return status_number("/speaker/played") >= count; });
+    bool played(size_t count) {
+        return support::eventually(
+            [&] { return static_cast<size_t>(status_number("/speaker/played")) >= count; });
     }
 };
 

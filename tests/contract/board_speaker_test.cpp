@@ -96,7 +96,7 @@ TEST_F(BoardSpeaker, TheVolumeScalesWhatIsHeard) {
         ASSERT_EQ(status_number("/speaker/volume"), volume);
         const Samples louder = without_silence(amplified(samples, board::gain_of_volume(volume)));
         expected.insert(expected.end(), louder.begin(), louder.end());
-        const int64_t before = status_number("/speaker/played");
+        const auto before = static_cast<size_t>(status_number("/speaker/played"));
         ASSERT_EQ(play(samples), 0);
         ASSERT_TRUE(played(before + 640));
         ASSERT_TRUE(support::eventually([&] { return heard().size() >= expected.size(); }));
@@ -315,7 +315,7 @@ TEST_F(BoardEcho, TheCancellerTakesItAway) {
     Samples speech(5 * sample_rate);
     board::Voice(1).speak(0, speech);
     const auto loudness = [&] { // of the last part of what comes back
-        const int64_t before = status_number("/speaker/played");
+        const auto before = static_cast<size_t>(status_number("/speaker/played"));
         std::thread player([&] { EXPECT_EQ(play(speech), 0); });
         EXPECT_TRUE(played(before + 2 * sample_rate));
         next_sound(5); // what has waited

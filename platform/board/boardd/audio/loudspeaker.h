@@ -18,7 +18,7 @@ constexpr char speaker_wav_path[] = "/run/boardd_speaker.wav";
 constexpr char speaker_old_wav_path[] = "/run/boardd_speaker.1.wav";
 
 /* A file holds at most five minutes; then it becomes the old one, and a new one begins. */
-constexpr uint32_t speaker_wav_max_bytes = 300 * sample_rate_hz * sizeof(int16_t);
+constexpr uint32_t speaker_wav_max_bytes = 300 * sample_rate_hz * uint32_t{sizeof(int16_t)};
 
 /* Silence behind a sound that is still written, so that pauses are heard as such; more is left out. */
 constexpr uint32_t speaker_wav_silent_turns = 25;

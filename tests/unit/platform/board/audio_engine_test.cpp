@@ -43,7 +43,7 @@ TEST(Voice, IsAFunctionOfTheIndexHoweverItIsCut) {
 }
 
 TEST(Voice, SpeaksAtAnOrdinaryLevelWithPauses) {
-    const std::vector<int16_t> samples = speech(0, 0, 20 * sample_rate_hz);
+    const std::vector<int16_t> samples = speech(0, 0, size_t{20} * sample_rate_hz);
     EXPECT_GT(rms(samples), 800);
     EXPECT_LT(*std::max_element(samples.begin(), samples.end()), 20000);
     size_t silent_turns = 0;
@@ -59,7 +59,7 @@ TEST(Voice, SpeaksAtAnOrdinaryLevelWithPauses) {
 TEST(Voice, SpeakersAndLongTimesDiffer) {
     EXPECT_NE(speech(1, 0, 3200), speech(2, 0, 3200));
     const uint64_t a_month = uint64_t{30} * 24 * 3600 * sample_rate_hz;
-    EXPECT_GT(rms(speech(0, a_month, 10 * sample_rate_hz)), 800);
+    EXPECT_GT(rms(speech(0, a_month, size_t{10} * sample_rate_hz)), 800);
 }
 
 /* ---- the room ---- */
