@@ -1,6 +1,7 @@
 #include "board/boardd/frame_channel.h"
 
 #include "libshbf.h"
+#include "run_dir/run_dir.h"
 
 #include <cerrno>
 #include <cstring>
@@ -19,7 +20,8 @@ FrameChannel::FrameChannel(struct ev_loop *loop, const Kind &kind, Callbacks cal
     const int32_t started = shbfev_brd_start(loop, channel_);
     if (started < 0) {
         shbfev_brd_destroy(channel_);
-        throw std::runtime_error(std::string("cannot serve ") + kind.path + ": " + std::strerror(-started));
+        throw std::runtime_error(std::string("cannot serve ") + kind.path + ": " +
+                                 run_dir_listen_problem(started));
     }
     // The first size decides how much memory the channel has.
     shbf_free(shbfev_brd_alloc(channel_, kind.arena_bytes));

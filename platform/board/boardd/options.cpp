@@ -11,6 +11,7 @@ namespace board {
 namespace {
 
 constexpr int exit_usage = 2;
+constexpr size_t source_max_bytes = 4096; // of a path, too
 
 constexpr char help_text[] = R"(boardd: the software board, a camera's sensor and encoders in one process
 
@@ -22,7 +23,7 @@ constexpr char help_text[] = R"(boardd: the software board, a camera's sensor an
                       a GStreamer source               'v4l2src device=/dev/video0'
                                                        'rtspsrc location=rtsp://host/path latency=200'
                                                        'videotestsrc pattern=smpte is-live=true'
-                    A source that fails or ends is started again.
+                    A source that fails or ends is started again. At most 4096 bytes.
   --sensor CLASS    which sensor is fitted: 400 for 2560x1440 (this is the default), 300 for 2304x1296
   --microphone SOURCE  what the microphone hears, instead of a synthetic voice: a sound file (in a loop), a
                     URI, or a GStreamer source (autoaudiosrc, 'alsasrc device=hw:1')
@@ -37,6 +38,16 @@ constexpr char help_text[] = R"(boardd: the software board, a camera's sensor an
 It serves until SIGTERM or SIGINT. Its sockets are under /run, or under STRELL_RUN_DIR when that is set.
 boardctl shows what it does and makes it misbehave.
 )";
+
+/* What a source or a sink is; `name` is the option's. */
+bool read_text(const char *name, const char *argument, std::string &text) {
+    if (std::strlen(argument) > source_max_bytes) {
+        log_line("--%s takes at most %zu bytes, not %zu", name, source_max_bytes, std::strlen(argument));
+        return false;
+    }
+    text = argument;
+    return true;
+}
 
 bool read_sensor(const char *text, Options &options) {
     if (std::strcmp(text, "300") != 0 && std::strcmp(text, "400") != 0) {
@@ -72,14 +83,11 @@ bool read_echo(const char *text, Options &options) {
 bool read_one(int chosen, const char *argument, Options &options) {
     switch (chosen) {
     case 's':
-        options.source = argument;
-        return true;
+        return read_text("source", argument, options.source);
     case 'm':
-        options.audio.microphone = argument;
-        return true;
+        return read_text("microphone", argument, options.audio.microphone);
     case 'l':
-        options.audio.speaker = argument;
-        return true;
+        return read_text("speaker", argument, options.audio.speaker);
     case 'c':
         return read_sensor(argument, options);
     case 'e':

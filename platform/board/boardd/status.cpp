@@ -18,6 +18,21 @@ void add(json_object *object, const char *name, const std::string &value) {
     json_object_object_add(object, name, json_object_new_string(value.c_str()));
 }
 
+// A byte of text takes up to six of JSON, and the reply is to fit into a packet whatever a source, microphone
+// and speaker are called and say.
+std::string shortened(const std::string &text) {
+    constexpr size_t shown_bytes = 300;
+    static_assert(shown_bytes * 6 * 6 < control_packet_max_bytes - 4000);
+    if (text.size() <= shown_bytes) {
+        return text;
+    }
+    size_t end = shown_bytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+        --end; // not in the middle of a character
+    }
+    return text.substr(0, end) + "...";
+}
+
 const char *phase_name(Phase phase) {
     switch (phase) {
     case Phase::idle:
@@ -32,9 +47,9 @@ const char *phase_name(Phase phase) {
 json_object *source_object(const Board &board) {
     json_object *object = json_object_new_object();
     const char *state = board.phase() == Phase::idle ? "off" : "good";
-    add(object, "name", board.source().name());
+    add(object, "name", shortened(board.source().name()));
     add(object, "state", std::string(board.source_error().empty() ? state : "failing"));
-    add(object, "error", board.source_error());
+    add(object, "error", shortened(board.source_error()));
     add(object, "frames", int64_t{board.captured()});
     return object;
 }
@@ -76,8 +91,8 @@ json_object *microphone_object(const Audio &audio) {
     json_object *object = json_object_new_object();
     const MicCounts counts = audio.channel().counts();
     const std::string error = audio.running() ? audio.microphone().error() : "";
-    add(object, "name", audio.microphone().name());
-    add(object, "error", error);
+    add(object, "name", shortened(audio.microphone().name()));
+    add(object, "error", shortened(error));
     add(object, "blocks", int64_t{counts.blocks});
     add(object, "lost", int64_t{counts.lost});
     add(object, "skips", int64_t{audio.channel().skips()});
@@ -88,8 +103,8 @@ json_object *microphone_object(const Audio &audio) {
 json_object *speaker_object(const Audio &audio) {
     json_object *object = json_object_new_object();
     const SpeakerState state = audio.speaker();
-    add(object, "name", audio.loudspeaker().name());
-    add(object, "error", audio.loudspeaker().error());
+    add(object, "name", shortened(audio.loudspeaker().name()));
+    add(object, "error", shortened(audio.loudspeaker().error()));
     add(object, "enabled", json_object_new_boolean(state.enabled));
     add(object, "aec", json_object_new_boolean(state.cancelling));
     add(object, "volume", int64_t{state.volume});

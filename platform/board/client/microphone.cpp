@@ -18,7 +18,8 @@ constexpr uint32_t sample_bytes = 2;
 constexpr uint64_t sample_rate_hz = 16000;
 
 RecordStream stream;
-uint32_t taken_bytes; // of the block in hand, by callers with room for less
+uint32_t taken_bytes;  // of block `taken_number`, by callers with room for less
+uint32_t taken_number; // as the channel counts; the block may have become too old since
 
 uint32_t at_most(uint32_t value, uint32_t limit) {
     return value < limit ? value : limit;
@@ -27,6 +28,10 @@ uint32_t at_most(uint32_t value, uint32_t limit) {
 /* The block in hand goes to the caller, or the part of it that has room. Lost blocks are not spoken of: the
  * times of capture show them, and what comes next can be heard all the same. */
 int32_t hand_over(void *payload, uint32_t capacity, AudioFrameInfo *info) {
+    if (stream.frame.number != taken_number) {
+        taken_number = stream.frame.number;
+        taken_bytes = 0;
+    }
     const uint32_t length = record_stream_length(stream);
     const uint32_t given = at_most(length - taken_bytes, capacity - capacity % sample_bytes);
     memcpy(payload, record_stream_payload(stream) + taken_bytes, given);
@@ -35,7 +40,6 @@ int32_t hand_over(void *payload, uint32_t capacity, AudioFrameInfo *info) {
     info->len = given;
     taken_bytes += given;
     if (taken_bytes == length) {
-        taken_bytes = 0;
         record_stream_let_go(stream);
     }
     return 0;
@@ -49,7 +53,7 @@ bool microphone_open() {
 
 void microphone_close() {
     record_stream_close(stream);
-    taken_bytes = 0;
+    taken_number = 0;
 }
 
 } // namespace board

@@ -23,17 +23,22 @@ bool record_is_sound(const RecordStream &stream) {
     return record.kind == venc_answer && payload_bytes == 0 && record.result <= 0 && record.result >= -2;
 }
 
+/* Drops the frame in hand when it has become too old. */
+void note_age(RecordStream &stream) {
+    if (stream.record.kind == venc_frame &&
+        monotonic_us() > stream.record.published_us + stream.kind.fetch_within_us) {
+        stream.lost = true;
+        record_stream_let_go(stream);
+    }
+}
+
 /* A frame came into hand: what does it say about losses? */
 void note_losses(RecordStream &stream) {
     if (stream.frame.skipped != stream.skipped || stream.record.lost_before != 0) {
         stream.lost = true;
     }
     stream.skipped = stream.frame.skipped;
-    if (stream.record.kind == venc_frame &&
-        monotonic_us() > stream.record.published_us + stream.kind.fetch_within_us) {
-        stream.lost = true;
-        record_stream_let_go(stream);
-    }
+    note_age(stream);
 }
 
 /* Begins, repeats or ends the answers that were asked for. */
@@ -140,6 +145,9 @@ void record_stream_close(RecordStream &stream) {
 
 Fetched record_stream_fetch(RecordStream &stream, int32_t *result) {
     *result = 0;
+    if (stream.holding) {
+        note_age(stream); // the caller may have paused since the last fetch
+    }
     if (!find_frame(stream, monotonic_us() + fetch_wait_us)) {
         link_fail();
         *result = -1;

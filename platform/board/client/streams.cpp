@@ -3,7 +3,8 @@
 // A frame is lost when the channel skipped it because venc_window were waiting already, when it waited for
 // longer than venc_fetch_within_us, when boardd had no room for it, or when it does not fit into the caller's
 // memory. However many frames a loss consists of, it is said once: with the first frame that comes after it
-// in hand. That frame stays held and is the answer to the next call, for it may be a key frame.
+// in hand. That frame stays held and is the answer to the next call, for it may be a key frame; unless that
+// call comes so late that the frame is lost, too.
 
 #include "board/client/streams.h"
 

@@ -18,7 +18,8 @@ namespace fake {
 
 class FakeBoard {
   public:
-    FakeBoard();
+    /* Answers op_system_init only after `init_delay_s`; everything else at once. */
+    explicit FakeBoard(double init_delay_s = 0);
     ~FakeBoard();
     FakeBoard(const FakeBoard &) = delete;
     FakeBoard &operator=(const FakeBoard &) = delete;
@@ -38,6 +39,8 @@ class FakeBoard {
   private:
     static void on_listener(struct ev_loop *loop, ev_io *watcher, int events);
     static void on_connection(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_delay(struct ev_loop *loop, ev_timer *timer, int events);
+    void answer(const board::ControlRequest &request) const;
     static void on_stop(struct ev_loop *loop, ev_async *watcher, int events);
     static int32_t on_message(void *self, int32_t receiver, const void *bytes, int32_t length);
 
@@ -48,6 +51,9 @@ class FakeBoard {
     ev_async stop_{};
     static void publish_on(shbfev_brd_t *channel, const std::string &bytes);
 
+    double init_delay_s_;
+    ev_timer delay_{};
+    board::ControlRequest delayed_{};
     shbfev_brd_t *channels_[board::venc_channels] = {};
     shbfev_brd_t *microphone_;
     std::mutex mutex_;

@@ -80,6 +80,17 @@ TEST_F(MicrophoneClient, OldBlocksAreDropped) {
     EXPECT_EQ(fetch_text(), "ab");
 }
 
+TEST_F(MicrophoneClient, TheRestOfABlockThatBecameOldIsDropped) {
+    MicRecord record = block_record(4, 1);
+    record.published_us = monotonic_us() - mic_fetch_within_us + 500'000;
+    board_.publish_block(bytes_of(record, "abcd"));
+    board_.publish_block(bytes_of(block_record(4, 2), "efgh"));
+    ASSERT_EQ(fetch_text(2), "ab");
+    ASSERT_TRUE(
+        support::eventually([&] { return monotonic_us() > record.published_us + mic_fetch_within_us; }));
+    EXPECT_EQ(fetch_text(), "efgh") << "from its beginning";
+}
+
 TEST_F(MicrophoneClient, AnswersAreCountedAndReported) {
     MicRecord answer{};
     answer.magic = mic_magic;
