@@ -102,9 +102,8 @@ void Requests::system_init(const Call &call) {
         answer(call, refusals_.init);
         return;
     }
-    board_.init(call.header.value, [this, client = call.client, header = call.header](int32_t result) {
-        server_.reply(client, header, result, {});
-    });
+    board_.init(call.header.value, [&server = server_, client = call.client, header = call.header](
+                                       int32_t result) { server.reply(client, header, result, {}); });
 }
 
 void Requests::system_exit(const Call &call) {

@@ -19,9 +19,8 @@ void Requests::play(const Call &call) {
     }
     std::vector<int16_t> samples(record.bytes / sizeof(int16_t));
     std::memcpy(samples.data(), record.pcm, record.bytes);
-    audio_.play(std::move(samples), [this, client = call.client, header = call.header](int32_t result) {
-        server_.reply(client, header, result, {});
-    });
+    audio_.play(std::move(samples), [&server = server_, client = call.client, header = call.header](
+                                        int32_t result) { server.reply(client, header, result, {}); });
 }
 
 void Requests::speaker(const Call &call) {

@@ -145,6 +145,7 @@ void Audio::watch_microphone() {
 /* ---- the audio thread ---- */
 
 void Audio::make_turns() {
+    pthread_setname_np(pthread_self(), "audio");
     uint64_t time_us = monotonic_us(); // when the turn begins that is to be made
     MicBlock block;
     size_t turns = 0;
