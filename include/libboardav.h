@@ -226,7 +226,11 @@ LIBBOARDAV_ASSERT(offsetof(AudioFrameInfo, len) == 24);
  */
 int32_t get_audio_stream(void *payload, uint32_t capacity, AudioFrameInfo *info);
 
-/* Plays `length` bytes. Blocks until the speaker has room, that is about as long as the sound lasts. */
+/*
+ * Plays `length` bytes. Blocks until the speaker has room, that is about as long as the sound lasts, and no
+ * longer than the board runs. Sound that is played while the speaker is disabled takes as long and is not
+ * heard. Result: 0, or negative when not all of it was played.
+ */
 int32_t play_sound(const void *bytes, int32_t length);
 
 /*

@@ -27,6 +27,10 @@ struct BoardCtlError : std::runtime_error {
 /* In place of a channel, 0 or 1, where a function takes both at once. */
 constexpr int32_t all_channels = -1;
 
+/* In place of a channel where a function takes the microphone: answer_fetches with -1 or 0 (then
+ * get_audio_stream is meant), stall, clear_faults. */
+constexpr int32_t microphone_channel = 0x10;
+
 class BoardCtl {
   public:
     /* Connects to the boardd of this run directory. */

@@ -81,12 +81,15 @@ TEST_F(Boardd, RefusesASourceThatIsTooLong) {
 }
 
 /* Quotes take two bytes of JSON each, and control characters six. */
-TEST_F(Boardd, ShowsItsStatusWithTheLongestSource) {
+TEST_F(Boardd, ShowsItsStatusWithTheLongestNames) {
     for (const char byte : {'x', '"', '\x01'}) {
-        start_boardd({"--source", std::string(4096, byte)});
-        const std::string name = status("/source/name");
-        EXPECT_TRUE(name.starts_with(std::string(900, byte))) << name;
-        EXPECT_TRUE(name.ends_with("...")) << name;
+        const std::string longest(4096, byte);
+        start_boardd({"--source", longest, "--microphone", longest, "--speaker", longest});
+        for (const char *const what : {"/source/name", "/microphone/name", "/speaker/name"}) {
+            const std::string name = status(what);
+            EXPECT_TRUE(name.starts_with(std::string(250, byte))) << name;
+            EXPECT_TRUE(name.ends_with("...")) << name;
+        }
     }
 }
 

@@ -29,7 +29,7 @@ constexpr char help_text[] = R"(boardctl: looks at boardd and makes it misbehave
   boardctl refuse profile RESULT        no profile is accepted
   boardctl clear [CHANNEL]              ends the faults of the channel, or all
 
-CHANNEL is 0 (main), 1 (sub) or all. A fault lasts for COUNT fetches, or without COUNT until it is cleared.
+CHANNEL is 0 (main), 1 (sub), all (of these two) or mic (the microphone; it knows no lost frames). A fault lasts for COUNT fetches, or without COUNT until it is cleared.
 Exit status: 0 done; 1 boardd is not there or refuses; 2 the command makes no sense.
 The boardd meant is the one under /run, or under STRELL_RUN_DIR when that is set.
 )";
@@ -51,6 +51,9 @@ int64_t number(std::string_view word, int64_t least, int64_t most) {
 }
 
 int32_t channel(std::string_view word) {
+    if (word == "mic") {
+        return board::microphone_channel;
+    }
     return word == "all" ? board::all_channels : static_cast<int32_t>(number(word, 0, 1));
 }
 

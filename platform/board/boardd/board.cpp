@@ -78,6 +78,7 @@ void Board::init(int32_t bind_status, InitAnswer answer) {
     phase_ = Phase::starting;
     bind_status_ = bind_status;
     init_answer_ = std::move(answer);
+    power_(true);
     ev_timer_set(&init_deadline_, seconds(init_patience_ms), 0.0);
     ev_timer_start(loop_, &init_deadline_);
     ev_timer_again(loop_, &tick_);
@@ -106,6 +107,7 @@ void Board::stop_everything() {
         stop_encoder(i);
         channels_[i]->release(Cause::source);
     }
+    power_(false);
     bind_status_ = 0;
     source_error_.clear();
 }

@@ -23,6 +23,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace board {
 
@@ -64,6 +65,9 @@ class Board : public RawFrameSink {
     /* 0, or -ENODEV while the board is idle. `index` is checked. */
     int32_t request_key_frame(int32_t index);
 
+    /* Whom to tell when power comes (init begins) and goes, on the loop thread; before the loop runs. */
+    void on_power(std::function<void(bool on)> power) { power_ = std::move(power); }
+
     EncoderChannel &channel(int32_t index) { return *channels_[static_cast<size_t>(index)]; }
 
     /* For the status. */
@@ -104,6 +108,7 @@ class Board : public RawFrameSink {
     std::optional<VencConfig> profile_;
     int32_t bind_status_ = 0;
     InitAnswer init_answer_;
+    std::function<void(bool on)> power_ = [](bool) {};
     std::string source_error_;
     uint32_t captured_before_ = 0; /* frames of captures that are gone */
     uint32_t captured_seen_ = 0;

@@ -14,6 +14,8 @@ struct Element {
 };
 
 constexpr char base[] = "gstreamer1.0-plugins-base";
+constexpr char alsa[] = "gstreamer1.0-alsa";
+constexpr char pulse[] = "gstreamer1.0-pulseaudio";
 constexpr char x[] = "gstreamer1.0-x";
 constexpr char good[] = "gstreamer1.0-plugins-good";
 constexpr char bad[] = "gstreamer1.0-plugins-bad";
@@ -27,7 +29,10 @@ constexpr Element elements[] = {
     {"h265parse", bad, true},       {"h264parse", bad, true},      {"x264enc", ugly, true},
     {"v4l2src", good, false},       {"rtspsrc", good, false},      {"qtdemux", good, false},
     {"matroskademux", good, false}, {"jpegdec", good, false},      {"avdec_h264", libav, false},
-    {"avdec_h265", libav, false},
+    {"avdec_h265", libav, false},   {"audioconvert", base, true},  {"audioresample", base, true},
+    {"alsasrc", alsa, false},       {"alsasink", alsa, false},     {"pulsesrc", pulse, false},
+    {"pulsesink", pulse, false},    {"autoaudiosrc", good, false}, {"autoaudiosink", good, false},
+    {"wavparse", good, false},
 };
 
 bool installed(const char *name) {

@@ -2,15 +2,18 @@
 
 #include "board/client/control_call.h"
 
-#include <utility>
-
 namespace board {
 
-EncoderChannel::EncoderChannel(struct ev_loop *loop, int32_t index, Callbacks callbacks)
-    : callbacks_(std::move(callbacks)),
-      channel_(loop, venc_paths[index],
-               {[this] { repeat_answers(); }, [this](uint32_t serial) { used_up(serial); },
-                [this] { callbacks_.closed(); }}) {}
+namespace {
+
+FrameChannel::Kind kind_of(int32_t index) {
+    return {venc_paths[index], venc_magic, venc_frame_max_bytes, venc_frame_max_bytes + sizeof(VencRecord)};
+}
+
+} // namespace
+
+EncoderChannel::EncoderChannel(struct ev_loop *loop, int32_t index, const Callbacks &callbacks)
+    : StreamChannel(loop, kind_of(index), callbacks.closed), callbacks_(callbacks) {}
 
 void EncoderChannel::encoder_starts(const VencChannel &encoding) {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -34,7 +37,7 @@ void EncoderChannel::take(const EncodedFrame &frame) {
         callbacks_.first_frame();
     }
     wants_key_ = wants_key_ && !frame.is_key;
-    if (in_force() || wants_key_) {
+    if (held() || wants_key_) {
         ++counts_.lost;
         return;
     }
@@ -56,66 +59,6 @@ void EncoderChannel::send_frame(const EncodedFrame &frame, uint32_t seq) {
                                                                        << 16;
     lost_before_ = !channel_.publish(record, frame.bytes, frame.length);
     counts_.lost += lost_before_ ? 1 : 0;
-}
-
-void EncoderChannel::hold(Cause cause, const Answers &answers) {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    holds_[index_of(cause)] = answers;
-    holds_changed();
-}
-
-void EncoderChannel::release(Cause cause) {
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        if (!holds_[index_of(cause)]) {
-            return;
-        }
-        holds_[index_of(cause)].reset();
-        holds_changed();
-    }
-    callbacks_.need_key();
-}
-
-/* Under the lock. */
-void EncoderChannel::holds_changed() {
-    ++serial_;
-    wants_key_ = true;
-    if (in_force()) {
-        send_answers(*in_force());
-    }
-}
-
-/* Under the lock. */
-void EncoderChannel::send_answers(const Answers &answers) {
-    if (answers.silent) {
-        return;
-    }
-    VencRecord record{};
-    record.magic = venc_magic;
-    record.kind = venc_answer;
-    record.result = answers.result;
-    record.count = answers.count;
-    record.serial = serial_;
-    record.published_us = monotonic_us();
-    channel_.publish(record, nullptr, 0);
-}
-
-void EncoderChannel::repeat_answers() {
-    const std::lock_guard<std::mutex> lock(mutex_);
-    if (in_force()) {
-        send_answers(*in_force());
-    }
-}
-
-void EncoderChannel::used_up(uint32_t serial) {
-    bool current = false;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        current = serial == serial_ && holds_[0] && holds_[0]->count > 0;
-    }
-    if (current) {
-        release(Cause::fault);
-    }
 }
 
 ChannelCounts EncoderChannel::counts() const {

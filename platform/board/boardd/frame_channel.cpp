@@ -11,8 +11,8 @@
 
 namespace board {
 
-FrameChannel::FrameChannel(struct ev_loop *loop, const char *path, Callbacks callbacks)
-    : channel_(shbfev_brd_create(path)), callbacks_(std::move(callbacks)) {
+FrameChannel::FrameChannel(struct ev_loop *loop, const Kind &kind, Callbacks callbacks)
+    : kind_(kind), channel_(shbfev_brd_create(kind.path)), callbacks_(std::move(callbacks)) {
     shbfev_brd_event(channel_, SHBFEV_SERVER_CLOSED, SHBFEV_CALLBACK(on_closed), this);
     shbfev_brd_event(channel_, SHBFEV_RECEIVER_NEW, SHBFEV_CALLBACK(on_attached), this);
     shbfev_brd_event(channel_, SHBFEV_RECEIVER_ERROR, SHBFEV_CALLBACK(on_error), this);
@@ -20,29 +20,29 @@ FrameChannel::FrameChannel(struct ev_loop *loop, const char *path, Callbacks cal
     const int32_t started = shbfev_brd_start(loop, channel_);
     if (started < 0) {
         shbfev_brd_destroy(channel_);
-        throw std::runtime_error(std::string("cannot serve ") + path + ": " +
+        throw std::runtime_error(std::string("cannot serve ") + kind.path + ": " +
                                  run_dir_listen_problem(started));
     }
     // The first size decides how much memory the channel has.
-    shbf_free(shbfev_brd_alloc(channel_, venc_frame_max_bytes + sizeof(VencRecord)));
+    shbf_free(shbfev_brd_alloc(channel_, kind.arena_bytes));
 }
 
 FrameChannel::~FrameChannel() {
     shbfev_brd_destroy(channel_);
 }
 
-bool FrameChannel::publish(const VencRecord &record, const uint8_t *bytes, uint32_t length) {
-    if (length > venc_frame_max_bytes) {
+bool FrameChannel::send(const void *record, uint32_t record_bytes, const uint8_t *bytes, uint32_t length) {
+    if (length > kind_.payload_max_bytes) {
         return false;
     }
-    const uint32_t size = static_cast<uint32_t>(sizeof record) + length;
+    const uint32_t size = record_bytes + length;
     auto *buffer = static_cast<uint8_t *>(shbfev_brd_alloc(channel_, size));
     if (buffer == nullptr) {
         return false;
     }
-    std::memcpy(buffer, &record, sizeof record);
+    std::memcpy(buffer, record, record_bytes);
     if (length > 0) {
-        std::memcpy(buffer + sizeof record, bytes, length);
+        std::memcpy(buffer + record_bytes, bytes, length);
     }
     if (shbfev_brd_broadcast(channel_, buffer) < 0) {
         shbf_free(buffer);
@@ -73,8 +73,9 @@ int32_t FrameChannel::on_message(void *self, int32_t /*receiver*/, const void *b
     AnswersUsedUp message;
     if (length == sizeof message) {
         std::memcpy(&message, bytes, sizeof message);
-        if (message.magic == venc_magic) {
-            static_cast<FrameChannel *>(self)->callbacks_.used_up(message.serial);
+        auto *channel = static_cast<FrameChannel *>(self);
+        if (message.magic == channel->kind_.magic) {
+            channel->callbacks_.used_up(message.serial);
         }
     }
     return 0;

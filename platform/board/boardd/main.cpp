@@ -1,5 +1,6 @@
 // boardd: the software board.
 
+#include "board/boardd/audio/audio.h"
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
 #include "board/boardd/elements.h"
@@ -35,16 +36,21 @@ void serve(const Options &options) {
 
     ControlServer server(loop);
     bool reachable = true;
-    Board board(loop, Source(options.source), [&] {
+    const auto channel_lost = [&] {
         reachable = false;
         ev_break(loop, EVBREAK_ALL);
-    });
-    Requests requests(board, server, options.flag_300);
+    };
+    Audio audio(loop, options.audio, channel_lost);
+    Board board(loop, Source(options.source), channel_lost);
+    board.on_power([&](bool on) { on ? audio.start() : audio.stop(); });
+    Requests requests(board, audio, server, options.flag_300);
     server.set_handler(&requests);
-    log_line("ready: source \"%s\", serving %s", board.source().name().c_str(), server.path().c_str());
+    log_line("ready: source \"%s\", microphone \"%s\", speaker \"%s\", serving %s",
+             board.source().name().c_str(), audio.microphone().name().c_str(),
+             audio.loudspeaker().name().c_str(), server.path().c_str());
     ev_run(loop, 0);
     if (!reachable) {
-        throw std::runtime_error("an encoder channel was removed or taken over by another process");
+        throw std::runtime_error("a stream channel was removed or taken over by another process");
     }
 }
 

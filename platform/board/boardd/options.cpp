@@ -15,7 +15,7 @@ constexpr size_t source_max_bytes = 4096; // of a path, too
 
 constexpr char help_text[] = R"(boardd: the software board, a camera's sensor and encoders in one process
 
-  boardd [--source SOURCE] [--sensor 300|400]
+  boardd [--source SOURCE] [--sensor 300|400] [--microphone SOURCE] [--speaker SINK] [--echo ECHO]
 
   --source SOURCE   where the picture comes from, instead of the test scene:
                       a video file                     played in a loop
@@ -25,18 +25,27 @@ constexpr char help_text[] = R"(boardd: the software board, a camera's sensor an
                                                        'videotestsrc pattern=smpte is-live=true'
                     A source that fails or ends is started again. At most 4096 bytes.
   --sensor CLASS    which sensor is fitted: 400 for 2560x1440 (this is the default), 300 for 2304x1296
+  --microphone SOURCE  what the microphone hears, instead of a synthetic voice: a sound file (in a loop), a
+                    URI, or a GStreamer source (autoaudiosrc, 'alsasrc device=hw:1')
+  --speaker SINK    where the speaker is heard: wav (the file boardd_speaker.wav beside the sockets), none, or
+                    a GStreamer sink (autoaudiosink, 'alsasink device=hw:1'). Without it: the sound card, or
+                    wav where there is none
+  --echo DELAY_MS,ATTENUATION_DB[,REVERB_MS]
+                    how the microphone hears the speaker: 40,12,60 when not given; up to 100,60,100
+  --echo off        it does not
   --help            this text
 
 It serves until SIGTERM or SIGINT. Its sockets are under /run, or under STRELL_RUN_DIR when that is set.
 boardctl shows what it does and makes it misbehave.
 )";
 
-bool read_source(const char *text, Options &options) {
-    if (std::strlen(text) > source_max_bytes) {
-        log_line("--source takes at most %zu bytes, not %zu", source_max_bytes, std::strlen(text));
+/* What a source or a sink is; `name` is the option's. */
+bool read_text(const char *name, const char *argument, std::string &text) {
+    if (std::strlen(argument) > source_max_bytes) {
+        log_line("--%s takes at most %zu bytes, not %zu", name, source_max_bytes, std::strlen(argument));
         return false;
     }
-    options.source = text;
+    text = argument;
     return true;
 }
 
@@ -49,11 +58,53 @@ bool read_sensor(const char *text, Options &options) {
     return true;
 }
 
+/* Numbers with commas between them, each from 0 to its limit, two at least. */
+bool read_echo(const char *text, Options &options) {
+    EchoSettings &echo = options.audio.echo;
+    if (std::strcmp(text, "off") == 0) {
+        echo.present = false;
+        return true;
+    }
+    int end = 0;
+    const int numbers =
+        std::sscanf(text, "%d,%d%n,%d%n", &echo.delay_ms, &echo.attenuation_db, &end, &echo.reverb_ms, &end);
+    const bool in_range = echo.delay_ms >= 0 && echo.delay_ms <= echo_delay_max_ms &&
+                          echo.attenuation_db >= 0 && echo.attenuation_db <= echo_attenuation_max_db &&
+                          echo.reverb_ms >= 0 && echo.reverb_ms <= echo_reverb_max_ms;
+    if (numbers < 2 || text[end] != '\0' || !in_range) {
+        log_line("--echo takes off, or DELAY_MS,ATTENUATION_DB[,REVERB_MS] of at most %d,%d,%d, not \"%s\"",
+                 echo_delay_max_ms, echo_attenuation_max_db, echo_reverb_max_ms, text);
+        return false;
+    }
+    return true;
+}
+
+/* One option and its argument; false when it makes no sense. */
+bool read_one(int chosen, const char *argument, Options &options) {
+    switch (chosen) {
+    case 's':
+        return read_text("source", argument, options.source);
+    case 'm':
+        return read_text("microphone", argument, options.audio.microphone);
+    case 'l':
+        return read_text("speaker", argument, options.audio.speaker);
+    case 'c':
+        return read_sensor(argument, options);
+    case 'e':
+        return read_echo(argument, options);
+    default:
+        return false;
+    }
+}
+
 } // namespace
 
 Options read_options(int argc, char **argv) {
     static const option long_options[] = {{"source", required_argument, nullptr, 's'},
                                           {"sensor", required_argument, nullptr, 'c'},
+                                          {"microphone", required_argument, nullptr, 'm'},
+                                          {"speaker", required_argument, nullptr, 'l'},
+                                          {"echo", required_argument, nullptr, 'e'},
                                           {"help", no_argument, nullptr, 'h'},
                                           {nullptr, 0, nullptr, 0}};
     Options options;
@@ -62,8 +113,7 @@ Options read_options(int argc, char **argv) {
         if (chosen == 'h') {
             std::fputs(help_text, stdout);
             options.exit_code = 0;
-        } else if (!((chosen == 's' && read_source(optarg, options)) ||
-                     (chosen == 'c' && read_sensor(optarg, options)))) {
+        } else if (!read_one(chosen, optarg, options)) {
             options.exit_code = exit_usage;
         }
     }

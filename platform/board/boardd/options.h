@@ -4,6 +4,8 @@
 #ifndef PLATFORM_BOARD_BOARDD_OPTIONS_H
 #define PLATFORM_BOARD_BOARDD_OPTIONS_H
 
+#include "board/boardd/audio/audio.h"
+
 #include <cstdint>
 #include <string>
 
@@ -12,7 +14,8 @@ namespace board {
 struct Options {
     std::string source;   /* empty: the test scene */
     int32_t flag_300 = 0; /* sensor class: 1 is the 2304x1296 class, 0 the 2560x1440 class */
-    int exit_code = -1;   /* 0 or more: everything has been said, end with this status */
+    AudioSettings audio;
+    int exit_code = -1; /* 0 or more: everything has been said, end with this status */
 };
 
 /* Reads the arguments; prints the help, or what is wrong with them. */

@@ -43,6 +43,12 @@ const Requests::Row Requests::rows[] = {
     {op_set_profile, sizeof(VencConfig), Access::takes_board, &Requests::set_profile},
     {op_key_frame, 0, Access::owner, &Requests::key_frame},
     {op_sensor_class, 0, Access::anyone, &Requests::sensor_class},
+    {op_play, sizeof(PlayRecord), Access::anyone, &Requests::play},
+    {op_speaker, 0, Access::owner, &Requests::speaker},
+    {op_aec, 0, Access::owner, &Requests::aec},
+    {op_volume, 0, Access::owner, &Requests::volume},
+    {op_volume_preset, 0, Access::owner, &Requests::volume_preset},
+    {op_hush, 0, Access::owner, &Requests::hush},
     {op_status, 0, Access::anyone, &Requests::status},
     {op_fault, sizeof(FaultRecord), Access::anyone, &Requests::fault},
 };
@@ -96,9 +102,8 @@ void Requests::system_init(const Call &call) {
         answer(call, refusals_.init);
         return;
     }
-    board_.init(call.header.value, [this, client = call.client, header = call.header](int32_t result) {
-        server_.reply(client, header, result, {});
-    });
+    board_.init(call.header.value, [&server = server_, client = call.client, header = call.header](
+                                       int32_t result) { server.reply(client, header, result, {}); });
 }
 
 void Requests::system_exit(const Call &call) {
@@ -134,7 +139,7 @@ void Requests::sensor_class(const Call &call) {
 }
 
 void Requests::status(const Call &call) {
-    answer(call, 0, bytes_of(status_json(board_, flag_300_, refusals_)));
+    answer(call, 0, bytes_of(status_json(board_, audio_, flag_300_, refusals_)));
 }
 
 void Requests::fault(const Call &call) {
@@ -148,6 +153,9 @@ void Requests::fault(const Call &call) {
 }
 
 int32_t Requests::set_fault(int32_t channel, const FaultRecord &fault) {
+    if (channel == mic_fault_channel) {
+        return set_mic_fault(fault);
+    }
     if (!channel_or_all(channel)) {
         return -EINVAL;
     }
@@ -195,6 +203,7 @@ void Requests::hold_channels(int32_t channel, const Answers &answers) {
 void Requests::clear_faults(int32_t channel) {
     for_channels(channel, [&](int32_t i) { board_.channel(i).release(Cause::fault); });
     if (channel == -1) {
+        audio_.channel().release(Cause::fault);
         refusals_ = Refusals();
     }
 }

@@ -6,6 +6,7 @@
 #ifndef PLATFORM_BOARD_BOARDD_REQUESTS_H
 #define PLATFORM_BOARD_BOARDD_REQUESTS_H
 
+#include "board/boardd/audio/audio.h"
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
 
@@ -23,8 +24,8 @@ struct Refusals {
 class Requests : public RequestHandler {
   public:
     /* `flag_300` is the sensor class. Replies go to `server`. */
-    Requests(Board &board, ControlServer &server, int32_t flag_300)
-        : board_(board), server_(server), flag_300_(flag_300) {}
+    Requests(Board &board, Audio &audio, ControlServer &server, int32_t flag_300)
+        : board_(board), audio_(audio), server_(server), flag_300_(flag_300) {}
 
     void request(ClientId client, const ControlRequest &header, std::span<const uint8_t> payload) override;
     void gone(ClientId client) override;
@@ -55,6 +56,13 @@ class Requests : public RequestHandler {
     void set_profile(const Call &call);
     void key_frame(const Call &call);
     void sensor_class(const Call &call);
+    void play(const Call &call); /* this and what follows: requests_audio.cpp */
+    void speaker(const Call &call);
+    void aec(const Call &call);
+    void volume(const Call &call);
+    void volume_preset(const Call &call);
+    void hush(const Call &call);
+    int32_t set_mic_fault(const FaultRecord &fault);
     void status(const Call &call);
     void fault(const Call &call);
 
@@ -66,6 +74,7 @@ class Requests : public RequestHandler {
     void clear_faults(int32_t channel);
 
     Board &board_;
+    Audio &audio_;
     ControlServer &server_;
     int32_t flag_300_;
     ClientId owner_ = 0;        /* 0: nobody */

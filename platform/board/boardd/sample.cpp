@@ -29,4 +29,18 @@ GstBuffer *buffer_set_time(GstBuffer *buffer, GstClockTime time) {
     return writable;
 }
 
+std::vector<int16_t> sample_into_pcm(GstSample *sample) {
+    GstBuffer *buffer = gst_sample_get_buffer(sample);
+    std::vector<int16_t> samples(gst_buffer_get_size(buffer) / sizeof(int16_t));
+    gst_buffer_extract(buffer, 0, samples.data(), samples.size() * sizeof(int16_t));
+    gst_sample_unref(sample);
+    return samples;
+}
+
+GstBuffer *buffer_of_pcm(std::span<const int16_t> samples) {
+    GstBuffer *buffer = gst_buffer_new_allocate(nullptr, samples.size_bytes(), nullptr);
+    gst_buffer_fill(buffer, 0, samples.data(), samples.size_bytes());
+    return buffer;
+}
+
 } // namespace board

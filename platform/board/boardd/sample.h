@@ -7,7 +7,10 @@
 #ifndef PLATFORM_BOARD_BOARDD_SAMPLE_H
 #define PLATFORM_BOARD_BOARDD_SAMPLE_H
 
+#include <cstdint>
 #include <gst/gst.h>
+#include <span>
+#include <vector>
 
 namespace board {
 
@@ -24,6 +27,11 @@ GstBuffer *sample_into_buffer(GstSample *sample);
 /* A buffer's time. `set` takes the only reference to the buffer and returns it. */
 GstClockTime buffer_time(GstBuffer *buffer);
 GstBuffer *buffer_set_time(GstBuffer *buffer, GstClockTime time);
+
+/* The sound in a sample, 16-bit little-endian, after which the sample is given up; and a new buffer with
+ * sound, the caller's. */
+std::vector<int16_t> sample_into_pcm(GstSample *sample);
+GstBuffer *buffer_of_pcm(std::span<const int16_t> samples);
 
 } // namespace board
 

@@ -11,36 +11,48 @@ namespace board {
 namespace {
 
 /* What to do with a pad of a source. */
-enum class Content { raw_video, to_decode, other };
+enum class Content { raw, to_decode, other };
 
-Content content_of(const GstStructure *structure) {
-    const std::string name = gst_structure_get_name(structure);
-    if (name == "video/x-raw") {
-        return Content::raw_video;
-    }
-    if (name == "application/x-rtp") {
-        const gchar *media = gst_structure_get_string(structure, "media");
-        return media == nullptr || std::string(media) == "video" ? Content::to_decode : Content::other;
-    }
-    return name.starts_with("audio/") || name.starts_with("text/") ? Content::other : Content::to_decode;
+/* How the kinds of content are called. */
+struct MediaNames {
+    std::string raw;
+    std::string rtp;
+    std::string other; // the kind that is left alone, with its slash
+};
+
+MediaNames names_of(Media media) {
+    return media == Media::video ? MediaNames{"video/x-raw", "video", "audio/"}
+                                 : MediaNames{"audio/x-raw", "audio", "video/"};
 }
 
-/* A pad may offer several kinds: it is raw video when all are, and of no use when none is. */
-Content content_of(GstPad *pad) {
+Content content_of(const GstStructure *structure, const MediaNames &names) {
+    const std::string name = gst_structure_get_name(structure);
+    if (name == names.raw) {
+        return Content::raw;
+    }
+    if (name == "application/x-rtp") {
+        const gchar *kind = gst_structure_get_string(structure, "media");
+        return kind == nullptr || kind == names.rtp ? Content::to_decode : Content::other;
+    }
+    return name.starts_with(names.other) || name.starts_with("text/") ? Content::other : Content::to_decode;
+}
+
+/* A pad may offer several kinds: it is raw when all are, and of no use when none is. */
+Content content_of(GstPad *pad, const MediaNames &names) {
     GstCaps *caps = gst_pad_query_caps(pad, nullptr);
     const guint kinds = gst_caps_is_any(caps) ? 0 : gst_caps_get_size(caps);
     guint raw = 0;
     guint other = 0;
     for (guint i = 0; i < kinds; ++i) {
-        const Content content = content_of(gst_caps_get_structure(caps, i));
-        raw += content == Content::raw_video ? 1 : 0;
+        const Content content = content_of(gst_caps_get_structure(caps, i), names);
+        raw += content == Content::raw ? 1 : 0;
         other += content == Content::other ? 1 : 0;
     }
     gst_caps_unref(caps);
     if (kinds == 0 || (raw < kinds && other < kinds)) {
         return Content::to_decode;
     }
-    return raw == kinds ? Content::raw_video : Content::other;
+    return raw == kinds ? Content::raw : Content::other;
 }
 
 bool is_file(const std::string &text) {
@@ -138,8 +150,9 @@ std::string Source::description(int32_t fps) const {
     }
 }
 
-SourceLinker::SourceLinker(const std::string &description, GstElement *pipeline, GstElement *head)
-    : pipeline_(pipeline), head_(head) {
+SourceLinker::SourceLinker(const std::string &description, GstElement *pipeline, GstElement *head,
+                           Media media)
+    : pipeline_(pipeline), head_(head), media_(media) {
     GstElement *bin = parse_bin(description);
     gst_bin_add(GST_BIN(pipeline_), bin);
     for_each<GstElement>(gst_bin_iterate_elements(GST_BIN(bin)),
@@ -159,8 +172,8 @@ void SourceLinker::consider(GstPad *pad) {
     if (GST_PAD_IS_SINK(pad) || gst_pad_is_linked(pad)) {
         return;
     }
-    const Content content = content_of(pad);
-    if (content == Content::raw_video) {
+    const Content content = content_of(pad, names_of(media_));
+    if (content == Content::raw) {
         link_to(pad, head_);
     } else if (content == Content::to_decode && !decoding_.exchange(true)) {
         link_to(pad, decoder());
@@ -169,7 +182,7 @@ void SourceLinker::consider(GstPad *pad) {
 
 void SourceLinker::link_to(GstPad *pad, GstElement *element) {
     GstPad *sink = gst_element_get_static_pad(element, "sink");
-    // The first video that comes is the picture; a second one stays unlinked.
+    // The first that comes is taken; a second one stays unlinked.
     if (!gst_pad_is_linked(sink)) {
         gst_pad_link_maybe_ghosting(pad, sink);
     }

@@ -6,6 +6,8 @@
  *     rtsp://host/path           any URI that GStreamer plays
  *     v4l2src device=/dev/video0 any source as gst-launch-1.0 takes it, one element or a chain of them
  *
+ * The microphone's option takes the same, but for the test scene.
+ *
  * What a source delivers need not be raw video, nor need it be there at once: compressed streams are decoded,
  * audio is left alone, and pads that appear later (rtspsrc) are linked when they do.
  */
@@ -40,8 +42,11 @@ class Source {
     Kind kind_; /* decided once: a file that is gone for a while is still a file */
 };
 
+/* What is taken from a source; everything else in it is left alone. */
+enum class Media { video, audio };
+
 /*
- * Links a source to the element that takes its raw video. Lives as long as the pipeline runs.
+ * Links a source to the element that takes its raw video or raw audio. Lives as long as the pipeline runs.
  *
  * Threads: made on the loop thread; links pads on whatever thread they appear.
  */
@@ -52,7 +57,8 @@ class SourceLinker {
      * "sink". `pipeline` and `head` are the caller's and outlive this. Throws std::runtime_error when the
      * description is no pipeline or needs an element that is not installed.
      */
-    SourceLinker(const std::string &description, GstElement *pipeline, GstElement *head);
+    SourceLinker(const std::string &description, GstElement *pipeline, GstElement *head,
+                 Media media = Media::video);
     SourceLinker(const SourceLinker &) = delete;
     SourceLinker &operator=(const SourceLinker &) = delete;
 
@@ -65,6 +71,7 @@ class SourceLinker {
 
     GstElement *pipeline_;
     GstElement *head_;
+    Media media_;
     std::atomic<bool> decoding_{false};
 };
 

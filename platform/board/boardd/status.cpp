@@ -18,11 +18,11 @@ void add(json_object *object, const char *name, const std::string &value) {
     json_object_object_add(object, name, json_object_new_string(value.c_str()));
 }
 
-// A byte of text takes up to six of JSON, and the reply is to fit into a packet whatever a source is called
-// and says.
+// A byte of text takes up to six of JSON, and the reply is to fit into a packet whatever a source, microphone
+// and speaker are called and say.
 std::string shortened(const std::string &text) {
-    constexpr size_t shown_bytes = 1000;
-    static_assert(shown_bytes * 2 * 6 < control_packet_max_bytes - 4000);
+    constexpr size_t shown_bytes = 300;
+    static_assert(shown_bytes * 6 * 6 < control_packet_max_bytes - 4000);
     if (text.size() <= shown_bytes) {
         return text;
     }
@@ -87,6 +87,32 @@ json_object *channel_object(const Board &board, int32_t index) {
     return object;
 }
 
+json_object *microphone_object(const Audio &audio) {
+    json_object *object = json_object_new_object();
+    const MicCounts counts = audio.channel().counts();
+    const std::string error = audio.running() ? audio.microphone().error() : "";
+    add(object, "name", shortened(audio.microphone().name()));
+    add(object, "error", shortened(error));
+    add(object, "blocks", int64_t{counts.blocks});
+    add(object, "lost", int64_t{counts.lost});
+    add(object, "skips", int64_t{audio.channel().skips()});
+    add(object, "fault", fault_object(audio.channel().held(Cause::fault)));
+    return object;
+}
+
+json_object *speaker_object(const Audio &audio) {
+    json_object *object = json_object_new_object();
+    const SpeakerState state = audio.speaker();
+    add(object, "name", shortened(audio.loudspeaker().name()));
+    add(object, "error", shortened(audio.loudspeaker().error()));
+    add(object, "enabled", json_object_new_boolean(state.enabled));
+    add(object, "aec", json_object_new_boolean(state.cancelling));
+    add(object, "volume", int64_t{state.volume});
+    add(object, "played", static_cast<int64_t>(state.played));
+    add(object, "heard", static_cast<int64_t>(state.heard));
+    return object;
+}
+
 json_object *refusals_object(const Refusals &refusals) {
     json_object *object = json_object_new_object();
     add(object, "init", int64_t{refusals.init});
@@ -97,7 +123,7 @@ json_object *refusals_object(const Refusals &refusals) {
 
 } // namespace
 
-std::string status_json(const Board &board, int32_t flag_300, const Refusals &refusals) {
+std::string status_json(const Board &board, const Audio &audio, int32_t flag_300, const Refusals &refusals) {
     json_object *root = json_object_new_object();
     add(root, "phase", std::string(phase_name(board.phase())));
     add(root, "inited", json_object_new_boolean(board.phase() == Phase::running));
@@ -110,6 +136,8 @@ std::string status_json(const Board &board, int32_t flag_300, const Refusals &re
         json_object_array_add(channels, channel_object(board, i));
     }
     add(root, "channels", channels);
+    add(root, "microphone", microphone_object(audio));
+    add(root, "speaker", speaker_object(audio));
     add(root, "refusals", refusals_object(refusals));
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);

@@ -14,7 +14,8 @@ namespace board {
 
 namespace {
 
-constexpr size_t small_packet_bytes = 256; // all that the daemon's libraries send and receive
+constexpr size_t request_max_bytes = sizeof(ControlRequest) + sizeof(PlayRecord); // the largest there is
+constexpr size_t reply_max_bytes = 256;
 
 /* Waits until the descriptor can be read: 0, -ETIMEDOUT or -EPIPE. */
 int wait_readable(int fd, uint64_t deadline_us) {
@@ -33,28 +34,6 @@ int wait_readable(int fd, uint64_t deadline_us) {
             return -EPIPE;
         }
     }
-}
-
-int send_request(int fd, uint32_t id, const ControlCall &call) {
-    uint8_t packet[small_packet_bytes];
-    const ControlRequest request = {control_magic, call.op, id, call.value};
-    const size_t length = sizeof request + call.payload_bytes;
-    if (length > sizeof packet) {
-        return -EMSGSIZE;
-    }
-    memcpy(packet, &request, sizeof request);
-    if (call.payload_bytes > 0) {
-        memcpy(packet + sizeof request, call.payload, call.payload_bytes);
-    }
-    ssize_t sent = 0;
-    do {
-        // Not blocking: a boardd that does not read is as good as one that does not answer.
-        sent = send(fd, packet, length, MSG_NOSIGNAL | MSG_DONTWAIT);
-    } while (sent < 0 && errno == EINTR);
-    if (sent >= 0) {
-        return 0;
-    }
-    return errno == EAGAIN ? -ETIMEDOUT : -EPIPE;
 }
 
 /* Judges one packet: 1 when it is the reply, 0 when it belongs to an earlier call, or -EPROTO. */
@@ -113,14 +92,36 @@ int control_connect(uint64_t deadline_us) {
     return fd;
 }
 
-int control_call(int fd, uint32_t id, const ControlCall &call, uint64_t deadline_us, int32_t *result) {
-    int status = send_request(fd, id, call);
+int control_send(int fd, uint32_t id, const ControlCall &call) {
+    uint8_t packet[request_max_bytes];
+    const ControlRequest request = {control_magic, call.op, id, call.value};
+    const size_t length = sizeof request + call.payload_bytes;
+    if (length > sizeof packet) {
+        return -EMSGSIZE;
+    }
+    memcpy(packet, &request, sizeof request);
+    if (call.payload_bytes > 0) {
+        memcpy(packet + sizeof request, call.payload, call.payload_bytes);
+    }
+    ssize_t sent = 0;
+    do {
+        // Not blocking: a boardd that does not read is as good as one that does not answer.
+        sent = send(fd, packet, length, MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (sent < 0 && errno == EINTR);
+    if (sent >= 0) {
+        return 0;
+    }
+    return errno == EAGAIN ? -ETIMEDOUT : -EPIPE;
+}
+
+int control_receive(int fd, uint32_t id, const ControlCall &call, uint64_t deadline_us, int32_t *result) {
+    int status = 0;
     while (status == 0) {
         status = wait_readable(fd, deadline_us);
         if (status < 0) {
             return status;
         }
-        uint8_t packet[small_packet_bytes];
+        uint8_t packet[reply_max_bytes];
         const ssize_t length = recv(fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
         if (length < 0 && (errno == EINTR || errno == EAGAIN)) {
             continue;
@@ -134,6 +135,11 @@ int control_call(int fd, uint32_t id, const ControlCall &call, uint64_t deadline
         status = take_reply(packet, static_cast<size_t>(length), id, call, result);
     }
     return status > 0 ? 0 : status;
+}
+
+int control_call(int fd, uint32_t id, const ControlCall &call, uint64_t deadline_us, int32_t *result) {
+    const int status = control_send(fd, id, call);
+    return status == 0 ? control_receive(fd, id, call, deadline_us, result) : status;
 }
 
 } // namespace board

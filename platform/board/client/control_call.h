@@ -35,6 +35,11 @@ struct ControlCall {
     size_t reply_bytes;
 };
 
+/* The two halves of control_call, for one who has other things to do while the reply is on its way. A receive
+ * that has timed out may be repeated. */
+int control_send(int fd, uint32_t id, const ControlCall &call);
+int control_receive(int fd, uint32_t id, const ControlCall &call, uint64_t deadline_us, int32_t *result);
+
 /*
  * Sends the request under `id` and waits for its reply until `deadline_us`. Replies to other ids, which come
  * when an earlier call gave up, are passed over.

@@ -54,6 +54,19 @@ int32_t locked_call(const ControlCall &call, uint64_t deadline_us) {
     return status == 0 && ended.load() == 0 ? result : -1;
 }
 
+/* Async-signal-safe. */
+int32_t send_unanswered(uint32_t op, int32_t value) {
+    const int fd = control_fd.load();
+    if (fd < 0) {
+        return -1;
+    }
+    const int saved_errno = errno;
+    const ControlRequest request = {control_magic, op, 0, value};
+    const ssize_t sent = send(fd, &request, sizeof request, MSG_DONTWAIT | MSG_NOSIGNAL);
+    errno = saved_errno;
+    return sent == sizeof request ? 0 : -1;
+}
+
 } // namespace
 
 int32_t link_call(const ControlCall &call, uint32_t timeout_ms) {
@@ -78,17 +91,14 @@ void link_fail() {
     ended.store(1);
 }
 
+int32_t link_tell(uint32_t op, int32_t value) {
+    return link_good() ? send_unanswered(op, value) : -1;
+}
+
 void link_exit() {
     ended.store(1);
-    const int fd = control_fd.load();
-    if (fd < 0) {
-        return;
-    }
-    const int saved_errno = errno;
-    const ControlRequest request = {control_magic, op_system_exit, 0, 0};
     // If the packet does not go through, boardd learns of the end by the end of this process.
-    (void)send(fd, &request, sizeof request, MSG_DONTWAIT | MSG_NOSIGNAL);
-    errno = saved_errno;
+    (void)send_unanswered(op_system_exit, 0);
 }
 
 } // namespace board

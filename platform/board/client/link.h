@@ -6,7 +6,7 @@
  * until the process starts anew, as with hardware that has been unplugged. The descriptor is never closed, so
  * that link_exit, in a signal handler, can not hit a descriptor that means something else by now.
  *
- * Threads: any, but for link_exit, which is also for signal handlers.
+ * Threads: any; link_exit and link_tell are also for signal handlers.
  */
 #ifndef PLATFORM_BOARD_CLIENT_LINK_H
 #define PLATFORM_BOARD_CLIENT_LINK_H
@@ -26,6 +26,12 @@ bool link_good();
 
 /* The descriptor, for poll: a hang-up on it means that the board has failed. -1 before the first call. */
 int link_fd();
+
+/*
+ * A request without payload that the board does not answer. Async-signal-safe: takes no lock and never waits.
+ * It stays in order with the calls of the same thread. Result: 0 when it is on its way, or -1.
+ */
+int32_t link_tell(uint32_t op, int32_t value);
 
 /* The board has failed: ends the link. */
 void link_fail();

@@ -1,6 +1,7 @@
 // Start and end of the board, and what is asked of its encoders.
 
 #include "board/client/link.h"
+#include "board/client/microphone.h"
 #include "board/client/streams.h"
 #include "export.h"
 #include "libboardav.h"
@@ -16,7 +17,7 @@ PLATFORM_API int32_t control_venc_dynamically(const VencConfig *config) {
 
 PLATFORM_API int32_t board_system_init(int32_t bind_status) {
     // The channels first: so the very first key frame finds somebody who listens.
-    if (streams_running() || !link_good() || !streams_open()) {
+    if (streams_running() || !link_good() || !streams_open() || !microphone_open()) {
         return -1;
     }
     const int32_t result = link_call({op_system_init, bind_status, nullptr, 0, nullptr, 0}, init_timeout_ms);
@@ -24,6 +25,7 @@ PLATFORM_API int32_t board_system_init(int32_t bind_status) {
         streams_start();
     } else {
         streams_close();
+        microphone_close();
     }
     return result;
 }

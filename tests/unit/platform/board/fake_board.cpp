@@ -36,6 +36,10 @@ FakeBoard::FakeBoard(double init_delay_s)
             throw std::runtime_error("cannot serve a channel");
         }
     }
+    microphone_ = shbfev_brd_create(mic_path);
+    if (shbfev_brd_start(loop_, microphone_) < 0) {
+        throw std::runtime_error("cannot serve the microphone");
+    }
     thread_ = std::thread([this] { ev_run(loop_, 0); });
 }
 
@@ -46,6 +50,7 @@ FakeBoard::~FakeBoard() {
     for (shbfev_brd_t *channel : channels_) {
         shbfev_brd_destroy(channel);
     }
+    shbfev_brd_destroy(microphone_);
     close(listener_);
     if (connection_watcher_.data != nullptr) {
         close(connection_watcher_.fd);
@@ -99,13 +104,13 @@ int32_t FakeBoard::on_message(void *self, int32_t /*receiver*/, const void *byte
     return 0;
 }
 
-void FakeBoard::publish(const std::string &bytes) {
-    void *buffer = shbfev_brd_alloc(channels_[0], static_cast<uint32_t>(bytes.size()));
+void FakeBoard::publish_on(shbfev_brd_t *channel, const std::string &bytes) {
+    void *buffer = shbfev_brd_alloc(channel, static_cast<uint32_t>(bytes.size()));
     if (buffer == nullptr) {
         throw std::runtime_error("the channel is full");
     }
     std::memcpy(buffer, bytes.data(), bytes.size());
-    shbfev_brd_broadcast(channels_[0], buffer);
+    shbfev_brd_broadcast(channel, buffer);
 }
 
 void FakeBoard::publish_message(const std::string &bytes) {
@@ -127,8 +132,14 @@ VencRecord frame_record(uint32_t seq, uint32_t length) {
     return record;
 }
 
-std::string bytes_of(const VencRecord &record, const std::string &payload) {
-    return std::string(reinterpret_cast<const char *>(&record), sizeof record) + payload;
+MicRecord block_record(uint32_t length, uint64_t timestamp_us) {
+    MicRecord record{};
+    record.magic = mic_magic;
+    record.kind = venc_frame;
+    record.published_us = monotonic_us();
+    record.info.timestamp_us = timestamp_us;
+    record.info.len = length;
+    return record;
 }
 
 } // namespace fake

@@ -25,7 +25,10 @@ class FakeBoard {
     FakeBoard &operator=(const FakeBoard &) = delete;
 
     /* Sends these bytes on the main stream's channel. Any thread. */
-    void publish(const std::string &bytes);
+    void publish(const std::string &bytes) { publish_on(channels_[0], bytes); }
+
+    /* As above, on the microphone's channel. */
+    void publish_block(const std::string &bytes) { publish_on(microphone_, bytes); }
 
     /* Sends a plain message there, which a true boardd never does. */
     void publish_message(const std::string &bytes);
@@ -46,10 +49,13 @@ class FakeBoard {
     ev_io listener_watcher_{};
     ev_io connection_watcher_{};
     ev_async stop_{};
+    static void publish_on(shbfev_brd_t *channel, const std::string &bytes);
+
     double init_delay_s_;
     ev_timer delay_{};
     board::ControlRequest delayed_{};
     shbfev_brd_t *channels_[board::venc_channels] = {};
+    shbfev_brd_t *microphone_;
     std::mutex mutex_;
     std::vector<std::string> messages_;
     std::thread thread_;
@@ -58,8 +64,14 @@ class FakeBoard {
 /* A record of a frame with this payload, as it stands now; to be changed and sent. */
 board::VencRecord frame_record(uint32_t seq, uint32_t length);
 
+/* As above, of a block from the microphone. */
+board::MicRecord block_record(uint32_t length, uint64_t timestamp_us);
+
 /* Record and payload, as the channel has them. */
-std::string bytes_of(const board::VencRecord &record, const std::string &payload = "");
+template <typename Record>
+std::string bytes_of(const Record &record, const std::string &payload = "") {
+    return std::string(reinterpret_cast<const char *>(&record), sizeof record) + payload;
+}
 
 } // namespace fake
 
