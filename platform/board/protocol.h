@@ -16,6 +16,7 @@
 #ifndef PLATFORM_BOARD_PROTOCOL_H
 #define PLATFORM_BOARD_PROTOCOL_H
 
+#include "board/picture_protocol.h"
 #include "libboardav.h"
 
 #include <stddef.h>
@@ -35,8 +36,8 @@ constexpr uint32_t control_magic = 0x31445242;     /* the bytes "BRD1" */
 constexpr size_t control_packet_max_bytes = 16384; /* the largest record, either way */
 constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no reply by then has failed */
 
-/* What is asked. `value` and payload of the request; result and payload of the reply where there is more than
- * success. */
+/* What is asked; 0x10 to 0x3f are in picture_protocol.h. `value` and payload of the request; result and
+ * payload of the reply where there is more than success. */
 enum ControlOp : uint32_t {
     op_system_init = 1, /* value: bind_status. Answered once frames are on their way, or none will come */
     op_system_exit =

@@ -15,6 +15,8 @@
 #include "board/boardd/capture.h"
 #include "board/boardd/encoder.h"
 #include "board/boardd/encoder_channel.h"
+#include "board/boardd/picture/picture.h"
+#include "board/boardd/picture/snapshots.h"
 
 #include <array>
 #include <ev.h>
@@ -63,11 +65,29 @@ class Board : public RawFrameSink {
     /* 0, or -ENODEV while the board is idle. `index` is checked. */
     int32_t request_key_frame(int32_t index);
 
+    /*
+     * Lets the streams rest, or go on with a key frame; the capture goes on. Nothing happens when they do
+     * already. Not while the board is idle.
+     */
+    void set_streaming(bool on);
+
+    /*
+     * A new target for one encoder, in bit/s; less than bitrate_min becomes that. It goes on without a break
+     * where it can, else it starts anew. 0, -ENODEV while the board is idle, or -EINVAL for what this board
+     * does not have.
+     */
+    int32_t set_bitrate(uint32_t index, uint32_t bitrate);
+
+    /* How the picture looks; changed by the controls. */
+    Picture &picture() { return picture_; }
+    Snapshots &snapshots() { return snapshots_; }
+
     EncoderChannel &channel(int32_t index) { return *channels_[static_cast<size_t>(index)]; }
 
     /* For the status. */
     const EncoderChannel &channel(int32_t index) const { return *channels_[static_cast<size_t>(index)]; }
     Phase phase() const { return phase_; }
+    bool streaming() const { return streaming_; }
     int32_t bind_status() const { return bind_status_; }
     const std::optional<VencConfig> &profile() const { return profile_; }
     const Source &source() const { return source_; }
@@ -108,6 +128,10 @@ class Board : public RawFrameSink {
     uint32_t captured_seen_ = 0;
     ev_tstamp last_picture_ = 0; /* loop time when captured() last grew */
     ev_tstamp capture_started_ = 0;
+
+    std::atomic<bool> streaming_{true};
+    Picture picture_;
+    Snapshots snapshots_;
 
     ev_async progress_{};
     ev_timer init_deadline_{};

@@ -2,6 +2,8 @@
 
 #include "board/client/control_call.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace board {
@@ -74,6 +76,14 @@ void EncoderChannel::release(Cause cause) {
         holds_changed();
     }
     callbacks_.need_key();
+}
+
+/* Under the lock. */
+const std::optional<Answers> &EncoderChannel::in_force() const {
+    const auto *found =
+        std::find_if(std::begin(holds_), std::end(holds_),
+                     [](const std::optional<Answers> &answers) { return answers.has_value(); });
+    return found == std::end(holds_) ? holds_[0] : *found;
 }
 
 /* Under the lock. */

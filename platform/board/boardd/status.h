@@ -12,7 +12,7 @@
 namespace board {
 
 /* docs/formats/board.md describes the members. */
-std::string status_json(const Board &board, int32_t flag_300, const Refusals &refusals);
+std::string status_json(Board &board, int32_t flag_300, const Refusals &refusals, const Notes &notes);
 
 } // namespace board
 
