@@ -157,7 +157,7 @@ int32_t Board::set_bitrate(uint32_t index, uint32_t bitrate) {
 }
 
 void Board::take_raw(GstBuffer *buffer, GstCaps *caps) {
-    snapshots_.offer(buffer, caps);
+    snapshots_.offer(buffer, caps, picture_.changes_shown());
     if (!streaming_) {
         return;
     }

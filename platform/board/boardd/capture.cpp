@@ -75,12 +75,13 @@ Capture::~Capture() {
 /* Every frame on its way to the time stamp. */
 GstPadProbeReturn Capture::on_overlay(GstPad *pad, GstPadProbeInfo *info, gpointer self) {
     auto *capture = static_cast<Capture *>(self);
+    const bool paints = capture->picture_.begin_frame(capture->is_scene_);
     GstElement *overlay = gst_pad_get_parent_element(pad);
     capture->write_stamp(overlay);
     gst_object_unref(overlay);
     GstCaps *caps = gst_pad_get_current_caps(pad);
     if (caps != nullptr) {
-        GST_PAD_PROBE_INFO_DATA(info) = capture->process(GST_PAD_PROBE_INFO_BUFFER(info), caps);
+        GST_PAD_PROBE_INFO_DATA(info) = capture->process(GST_PAD_PROBE_INFO_BUFFER(info), caps, paints);
         gst_caps_unref(caps);
     }
     return GST_PAD_PROBE_OK;
@@ -96,12 +97,11 @@ void Capture::write_stamp(GstElement *overlay) {
 }
 
 /* The frame as the settings want it. A frame that others look at, too, is copied first. */
-GstBuffer *Capture::process(GstBuffer *buffer, GstCaps *caps) {
+GstBuffer *Capture::process(GstBuffer *buffer, GstCaps *caps, bool paints) {
     GstVideoInfo format;
     if (gst_video_info_from_caps(&format, caps) == 0) {
         return buffer;
     }
-    const bool paints = picture_.begin_frame(is_scene_);
     if (paints) {
         buffer = gst_buffer_make_writable(buffer);
     }

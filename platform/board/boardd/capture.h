@@ -55,7 +55,7 @@ class Capture {
     static GstPadProbeReturn on_overlay(GstPad *pad, GstPadProbeInfo *info, gpointer self);
     static GstFlowReturn on_sample(GstAppSink *sink, gpointer self);
     void write_stamp(GstElement *overlay);
-    GstBuffer *process(GstBuffer *buffer, GstCaps *caps);
+    GstBuffer *process(GstBuffer *buffer, GstCaps *caps, bool paints);
     void deliver(GstSample *sample, GstClockTime base_time);
 
     CaptureFormat format_;

@@ -163,8 +163,9 @@ void Requests::jpeg_snapshot(const Call &call) {
     int32_t result = call.header.value > 0 ? -ENODEV : -EINVAL;
     if (result == -ENODEV && board_.phase() != Phase::idle) {
         const VencChannel &main = board_.profile()->channel[0];
-        result = board_.snapshots().take_jpeg(main.width, main.height, static_cast<size_t>(call.header.value),
-                                              answer_with_picture(call));
+        result = board_.snapshots().take_jpeg(
+            {main.width, main.height, static_cast<size_t>(call.header.value), board_.picture().changes()},
+            answer_with_picture(call));
     }
     if (result < 0) {
         answer(call, result);
@@ -174,8 +175,8 @@ void Requests::jpeg_snapshot(const Call &call) {
 void Requests::raw_frame(const Call &call) {
     int32_t result = -ENODEV;
     if (board_.phase() != Phase::idle) {
-        result =
-            board_.snapshots().take_raw(capture_format(*board_.profile()).fps, answer_with_picture(call));
+        result = board_.snapshots().take_raw(capture_format(*board_.profile()).fps,
+                                             board_.picture().changes(), answer_with_picture(call));
     }
     if (result < 0) {
         answer(call, result);

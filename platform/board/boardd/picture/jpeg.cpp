@@ -53,6 +53,8 @@ Image converted(GstBuffer *buffer, GstVideoInfo from, int32_t width, int32_t hei
     GstVideoInfo to = i420(width, height);
     to.colorimetry = from.colorimetry;
     to.chroma_site = from.chroma_site;
+    to.fps_n = from.fps_n; // the converter wants them to be the same
+    to.fps_d = from.fps_d;
     image.bytes.resize(to.size);
     GstBuffer *target = gst_buffer_new_wrapped_full(static_cast<GstMemoryFlags>(0), image.bytes.data(),
                                                     to.size, 0, to.size, nullptr, nullptr);
@@ -132,29 +134,44 @@ Bytes jpeg_of(const Image &image, int quality) {
     return status == 0 ? Bytes(made, made + size) : Bytes();
 }
 
-Bytes best_that_fits(size_t capacity, const std::function<Bytes(int quality)> &encode) {
+Bytes QualitySearch::best(size_t capacity, const Encode &encode) {
     Bytes best;
-    const auto fits = [&](int quality) {
-        Bytes bytes = encode(quality);
-        if (bytes.empty() || bytes.size() > capacity) {
-            return false;
+    const auto fits = [&](size_t index) {
+        Bytes bytes = encode(qualities[index]);
+        const bool good = !bytes.empty() && bytes.size() <= capacity;
+        if (good) {
+            best = std::move(bytes);
+            last_ = index;
         }
-        best = std::move(bytes);
-        return true;
+        return good;
     };
-    if (!fits(qualities[0])) {
-        // Those that do not fit come first; the search ends right behind them.
-        (void)std::partition_point(std::next(std::begin(qualities)), std::end(qualities),
-                                   [&](int quality) { return !fits(quality); });
+    // Those from `first` to `last` that do not fit come first; the search ends right behind them.
+    const auto search = [&](size_t first, size_t last) {
+        while (first < last) {
+            const size_t middle = first + (last - first) / 2;
+            if (fits(middle)) {
+                last = middle;
+            } else {
+                first = middle + 1;
+            }
+        }
+    };
+    const size_t start = last_;
+    if (!fits(start)) {
+        search(start + 1, std::size(qualities));
+    } else if (start > 0 && best.size() < capacity / 4) {
+        search(0, start);
+    } else if (start > 0 && best.size() < capacity / 4 * 3) {
+        (void)fits(start - 1);
     }
     return best;
 }
 
-Bytes jpeg_within(size_t capacity, const Image &image) {
-    Bytes bytes = best_that_fits(capacity, [&](int quality) { return jpeg_of(image, quality); });
+Bytes jpeg_within(size_t capacity, const Image &image, QualitySearch &search) {
+    Bytes bytes = search.best(capacity, [&](int quality) { return jpeg_of(image, quality); });
     const bool smallest = half(image.width) >= image.width && half(image.height) >= image.height;
     if (bytes.empty() && !smallest) {
-        return jpeg_within(capacity, halved(image));
+        return jpeg_within(capacity, halved(image), search);
     }
     return bytes;
 }

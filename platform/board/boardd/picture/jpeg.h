@@ -38,14 +38,25 @@ void use_full_range(Image &image);
 Bytes jpeg_of(const Image &image, int quality);
 
 /*
- * The best quality whose result fits into `capacity` bytes: what `encode` gives for it, or empty when nothing
- * fits. Calls `encode` at most 5 times; it is to give more bytes for more quality.
+ * Finds the best quality whose result fits. It begins with the one that was right the last time, so when
+ * pictures are alike it rarely needs more than one attempt; it never needs more than 6.
  */
-Bytes best_that_fits(size_t capacity, const std::function<Bytes(int quality)> &encode);
+class QualitySearch {
+  public:
+    using Encode = std::function<Bytes(int quality)>;
+
+    /* What `encode`, which is to give more bytes for more quality, gives for a good quality in no more than
+     * `capacity` bytes: the best of the qualities in use, or one with which three quarters are full. Empty
+     * when nothing fits. */
+    Bytes best(size_t capacity, const Encode &encode);
+
+  private:
+    size_t last_ = 0; /* an index into the qualities, best first */
+};
 
 /* The image within `capacity` bytes: at lower and lower quality, then in half the size, and so on. Empty when
  * not even the smallest picture fits, below some 700 bytes. */
-Bytes jpeg_within(size_t capacity, const Image &image);
+Bytes jpeg_within(size_t capacity, const Image &image, QualitySearch &search);
 
 } // namespace board
 

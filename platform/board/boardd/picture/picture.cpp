@@ -48,6 +48,11 @@ void Picture::set(const PictureSettings &settings) {
     ++changes_;
 }
 
+uint32_t Picture::changes() const {
+    const std::lock_guard<std::mutex> lock(mutex_);
+    return changes_;
+}
+
 ExposureRecord Picture::exposure(int32_t fps) const {
     const PictureSettings now = settings();
     return {exposure_us(now, fps),
@@ -60,12 +65,11 @@ ExposureRecord Picture::exposure(int32_t fps) const {
 }
 
 std::string Picture::stamp(uint32_t frame) const {
-    const PictureSettings now = settings();
-    if (!now.overlay) {
+    if (!used_.overlay) {
         return "";
     }
-    return now.stamp ? timestamp_text(now.stamp->region, now.stamp->time)
-                     : frame_text(std::time(nullptr), frame);
+    return used_.stamp ? timestamp_text(used_.stamp->region, used_.stamp->time)
+                       : frame_text(std::time(nullptr), frame);
 }
 
 bool Picture::begin_frame(bool scene) {

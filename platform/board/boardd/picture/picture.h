@@ -7,8 +7,8 @@
  * All of it is done in place, with tables that are worked out when the settings change; what is off costs
  * nothing. Time stamp and rectangle stay upright when the picture is flipped.
  *
- * Threads: settings and the like on any; painting (begin_frame, paint) on the capture's thread, one capture
- * at a time.
+ * Threads: settings, changes and exposure on any; from begin_frame on the capture's thread, one capture at a
+ * time.
  */
 #ifndef PLATFORM_BOARD_BOARDD_PICTURE_PICTURE_H
 #define PLATFORM_BOARD_BOARDD_PICTURE_PICTURE_H
@@ -30,14 +30,20 @@ class Picture {
     /* From the next frame on. */
     void set(const PictureSettings &settings);
 
+    /* How often they have been set; wraps. */
+    uint32_t changes() const;
+
     /* What get_isp_ev says, `fps` being the capture's frame rate. */
     ExposureRecord exposure(int32_t fps) const;
 
-    /* The time stamp of a frame, empty when it is not shown. */
-    std::string stamp(uint32_t frame) const;
-
     /* Takes the settings for a frame. True when paint is going to change its pixels; `scene` as below. */
     bool begin_frame(bool scene);
+
+    /* The number of changes that this frame shows. */
+    uint32_t changes_shown() const { return used_changes_; }
+
+    /* Its time stamp, empty when that is not shown. */
+    std::string stamp(uint32_t frame) const;
 
     /* Does what the settings say. `scene` says that the frame is the test scene's. */
     void paint(const Planes &planes, bool scene, uint32_t frame);

@@ -21,13 +21,17 @@ Bytes bytes_of(const Record &record) {
     return bytes;
 }
 
+/* When a frame was captured. */
+uint64_t time_us(GstBuffer *buffer) {
+    return buffer_time(buffer) / 1000U;
+}
+
 Snapshot failure(int32_t result) {
     return {result, {}, {}};
 }
 
-Snapshot jpeg_of(Image image, size_t capacity, uint64_t timestamp_us) {
-    use_full_range(image);
-    Snapshot snapshot = {0, {}, jpeg_within(capacity, image)};
+Snapshot jpeg_snapshot(Bytes jpeg, uint64_t timestamp_us) {
+    Snapshot snapshot = {0, {}, std::move(jpeg)};
     if (snapshot.picture.empty()) {
         return failure(-ENOSPC);
     }
@@ -40,7 +44,7 @@ Snapshot jpeg_of(Image image, size_t capacity, uint64_t timestamp_us) {
     return snapshot;
 }
 
-Snapshot raw_of(Image image, uint64_t timestamp_us) {
+Snapshot raw_snapshot(Image image, uint64_t timestamp_us) {
     RawFrameInfo info{};
     info.board0 = raw_width;
     info.board4 = raw_height;
@@ -75,12 +79,12 @@ Snapshots::~Snapshots() {
     gst_clear_caps(&latest_.caps);
 }
 
-int32_t Snapshots::take_jpeg(int32_t width, int32_t height, size_t capacity, Finish finish) {
-    return submit({true, width, height, capacity, 0, 0, std::move(finish)}, jpeg_patience_ms);
+int32_t Snapshots::take_jpeg(const Wish &wish, Finish finish) {
+    return submit({true, wish, 0, 0, std::move(finish)}, jpeg_patience_ms);
 }
 
-int32_t Snapshots::take_raw(int32_t fps, Finish finish) {
-    return submit({false, raw_width, raw_height, raw_frame_bytes, 0, 0, std::move(finish)},
+int32_t Snapshots::take_raw(int32_t fps, uint32_t changes, Finish finish) {
+    return submit({false, {raw_width, raw_height, raw_frame_bytes, changes}, 0, 0, std::move(finish)},
                   std::max(raw_patience_ms, 1500 / fps));
 }
 
@@ -89,18 +93,23 @@ int32_t Snapshots::submit(Job job, int32_t patience_ms) {
     if (jobs_.size() >= snapshots_max) {
         return -EAGAIN;
     }
-    job.after = latest_.number;
-    job.deadline_us = monotonic_us() + static_cast<uint64_t>(patience_ms) * us_per_ms;
+    const uint64_t now_us = monotonic_us();
+    const bool last_is_current =
+        latest_.buffer != nullptr && now_us < latest_.arrived_us + frame_current_ms * us_per_ms;
+    job.after = job.jpeg && last_is_current ? latest_.number - 1 : latest_.number;
+    job.deadline_us = now_us + static_cast<uint64_t>(patience_ms) * us_per_ms;
     jobs_.push_back(std::move(job));
     changed_.notify_all();
     return 0;
 }
 
-void Snapshots::offer(GstBuffer *buffer, GstCaps *caps) {
+void Snapshots::offer(GstBuffer *buffer, GstCaps *caps, uint32_t changes) {
     const std::lock_guard<std::mutex> lock(mutex_);
     gst_buffer_replace(&latest_.buffer, buffer);
     gst_caps_replace(&latest_.caps, caps);
     ++latest_.number;
+    latest_.changes = changes;
+    latest_.arrived_us = monotonic_us();
     if (!jobs_.empty()) {
         changed_.notify_all();
     }
@@ -133,11 +142,17 @@ void Snapshots::work() {
     }
 }
 
+/* Under the lock. Both numbers wrap. */
+bool Snapshots::frame_came(const Job &job) const {
+    const auto reaches = [](uint32_t one, uint32_t other) { return static_cast<int32_t>(one - other) >= 0; };
+    return latest_.buffer != nullptr && reaches(latest_.number, job.after + 1) &&
+           reaches(latest_.changes, job.wish.changes);
+}
+
 /* The first whose frame has come, or whose time is up. */
 std::deque<Snapshots::Job>::iterator Snapshots::due_job(uint64_t now_us) {
-    return std::find_if(jobs_.begin(), jobs_.end(), [&](const Job &job) {
-        return job.after != latest_.number || job.deadline_us <= now_us;
-    });
+    return std::find_if(jobs_.begin(), jobs_.end(),
+                        [&](const Job &job) { return frame_came(job) || job.deadline_us <= now_us; });
 }
 
 void Snapshots::wait_for_more(Lock &lock, uint64_t now_us) {
@@ -154,26 +169,32 @@ void Snapshots::wait_for_more(Lock &lock, uint64_t now_us) {
 /* Makes it, without the lock meanwhile. */
 void Snapshots::perform(Lock &lock, Job job) {
     const uint32_t generation = generation_;
-    const bool is_next = job.after != latest_.number;
-    GstBuffer *buffer = latest_.buffer != nullptr ? gst_buffer_ref(latest_.buffer) : nullptr;
-    GstCaps *caps = latest_.caps != nullptr ? gst_caps_ref(latest_.caps) : nullptr;
+    const bool fresh = monotonic_us() < latest_.arrived_us + frame_fresh_ms * us_per_ms;
+    const bool good = latest_.buffer != nullptr && (frame_came(job) || (job.jpeg && fresh));
+    GstBuffer *buffer = good ? gst_buffer_ref(latest_.buffer) : nullptr;
+    GstCaps *caps = good ? gst_caps_ref(latest_.caps) : nullptr;
     lock.unlock();
-    Snapshot snapshot = failure(-ETIMEDOUT);
-    const uint64_t timestamp_us = buffer != nullptr ? buffer_time(buffer) / us_per_ms : 0;
-    const bool fresh = monotonic_us() < timestamp_us + frame_fresh_ms * us_per_ms;
-    if (buffer != nullptr && (is_next || (job.jpeg && fresh))) {
-        Image image =
-            scaled(buffer, caps, job.width, job.height, job.jpeg ? Shape::bordered : Shape::stretched);
-        const bool good = !image.bytes.empty();
-        snapshot = !good      ? failure(-EIO)
-                   : job.jpeg ? jpeg_of(std::move(image), job.capacity, timestamp_us)
-                              : raw_of(std::move(image), timestamp_us);
-    }
+    Snapshot snapshot = good ? made_of(job, buffer, caps) : failure(-ETIMEDOUT);
     gst_clear_buffer(&buffer);
     gst_clear_caps(&caps);
     lock.lock();
     done_.push_back({std::move(job), generation == generation_ ? std::move(snapshot) : failure(-ECANCELED)});
     ev_async_send(loop_, &done_watcher_);
+}
+
+/* The worker. */
+Snapshot Snapshots::made_of(const Job &job, GstBuffer *buffer, GstCaps *caps) {
+    const Wish &wish = job.wish;
+    Image image =
+        scaled(buffer, caps, wish.width, wish.height, job.jpeg ? Shape::bordered : Shape::stretched);
+    if (image.bytes.empty()) {
+        return failure(-EIO);
+    }
+    if (!job.jpeg) {
+        return raw_snapshot(std::move(image), time_us(buffer));
+    }
+    use_full_range(image);
+    return jpeg_snapshot(jpeg_within(wish.capacity, image, quality_), time_us(buffer));
 }
 
 void Snapshots::on_done(struct ev_loop * /*loop*/, ev_async *watcher, int /*events*/) {

@@ -2,9 +2,11 @@
  * Still pictures and raw frames on demand. They are made on a thread of their own from the frames that the
  * capture brings, so that neither the encoders nor the loop wait for them.
  *
- * A snapshot shows the next frame that is captured, or when none comes within jpeg_patience_ms the last one,
- * if that is no older than frame_fresh_ms. A raw frame is always the next one; there is none after
- * raw_patience_ms, or one and a half frame intervals if that is longer.
+ * Both look as the settings say that are in force when they are asked for. A snapshot shows the last frame if
+ * that does and came no longer ago than frame_current_ms, else the next one that does; or, when none comes
+ * within jpeg_patience_ms, the last one whatever it looks like, if that came no longer ago than
+ * frame_fresh_ms. A raw frame is always a next one; there is none after raw_patience_ms, or one and a half
+ * frame intervals if that is longer.
  *
  * Threads: the loop thread, but for offer.
  */
@@ -22,6 +24,7 @@
 
 namespace board {
 
+constexpr int32_t frame_current_ms = 150;
 constexpr int32_t jpeg_patience_ms = 100;
 constexpr int32_t frame_fresh_ms = 3000;
 constexpr int32_t raw_patience_ms = 500;
@@ -45,15 +48,24 @@ class Snapshots {
     Snapshots(const Snapshots &) = delete;
     Snapshots &operator=(const Snapshots &) = delete;
 
-    /* A JPEG of this size within `capacity` bytes. `finish` is called once, later, on the loop thread.
-     * Result: 0, or -EAGAIN when too many wait; `finish` is not called then. */
-    int32_t take_jpeg(int32_t width, int32_t height, size_t capacity, Finish finish);
+    /* What a snapshot is to be like. */
+    struct Wish {
+        int32_t width;
+        int32_t height;
+        size_t capacity;  /* bytes, at most */
+        uint32_t changes; /* Picture::changes, of the settings that it is to show */
+    };
+
+    /* `finish` is called once, later, on the loop thread. Result: 0, or -EAGAIN when too many wait; `finish`
+     * is not called then. */
+    int32_t take_jpeg(const Wish &wish, Finish finish);
 
     /* A raw frame; `fps` is the capture's frame rate. The rest as above. */
-    int32_t take_raw(int32_t fps, Finish finish);
+    int32_t take_raw(int32_t fps, uint32_t changes, Finish finish);
 
-    /* A frame has been captured. Borrowed; a reference is kept until the next one. Any thread. */
-    void offer(GstBuffer *buffer, GstCaps *caps);
+    /* A frame has been captured, and shows so many changes. Borrowed; a reference is kept until the next one.
+     * Any thread. */
+    void offer(GstBuffer *buffer, GstCaps *caps, uint32_t changes);
 
     /* The board goes idle: who waits gets -ECANCELED, and the last frame is forgotten. */
     void cancel();
@@ -65,10 +77,8 @@ class Snapshots {
   private:
     struct Job {
         bool jpeg;
-        int32_t width;
-        int32_t height;
-        size_t capacity;
-        uint32_t after;       /* the frame that was the last one when this was asked for */
+        Wish wish;
+        uint32_t after;       /* the number of the last frame that is too old */
         uint64_t deadline_us; /* CLOCK_MONOTONIC */
         Finish finish;
     };
@@ -77,6 +87,8 @@ class Snapshots {
         GstBuffer *buffer = nullptr;
         GstCaps *caps = nullptr;
         uint32_t number = 0;
+        uint32_t changes = 0;    /* that it shows */
+        uint64_t arrived_us = 0; /* CLOCK_MONOTONIC */
     };
     struct Done {
         Job job;
@@ -86,16 +98,20 @@ class Snapshots {
 
     static void on_done(struct ev_loop *loop, ev_async *watcher, int events);
     int32_t submit(Job job, int32_t patience_ms);
+    bool frame_came(const Job &job) const;
     void work();
     std::deque<Job>::iterator due_job(uint64_t now_us);
     void wait_for_more(Lock &lock, uint64_t now_us);
     void perform(Lock &lock, Job job);
+    Snapshot made_of(const Job &job, GstBuffer *buffer, GstCaps *caps);
     void deliver();
 
     struct ev_loop *loop_;
     ev_async done_watcher_{};
     uint32_t jpegs_ = 0;
     uint32_t raws_ = 0;
+
+    QualitySearch quality_; /* the worker's */
 
     std::mutex mutex_; /* guards what follows */
     std::condition_variable changed_;
