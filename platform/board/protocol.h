@@ -97,10 +97,11 @@ constexpr uint32_t venc_window = 32;                    /* frames that wait for 
 constexpr uint64_t venc_fetch_within_us = 2000000;      /* a frame not fetched by then counts as lost */
 
 enum VencRecordKind : uint32_t {
-    venc_frame = 1,  /* an encoded frame: info.len bytes follow */
-    venc_answer = 2, /* no frame: the next `count` fetches (0: all) answer `result` at once, until the next
-                        venc_frame record. After the last of them the client sends AnswersUsedUp. A record
-                        with the serial of the one before it is a repetition and changes nothing */
+    venc_frame = 1,   /* an encoded frame: info.len bytes follow */
+    venc_answer = 2,  /* no frame: the next `count` fetches (0: all) answer `result` at once, until the next
+                         venc_frame record. After the last of them the client sends AnswersUsedUp. A record
+                         with the serial of the one before it is a repetition and changes nothing */
+    venc_silence = 3, /* no frame until the next venc_frame record: answers end, fetches wait in vain */
 };
 
 /* In front of every access unit. 64 bytes. */

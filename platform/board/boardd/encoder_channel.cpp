@@ -97,12 +97,9 @@ void EncoderChannel::holds_changed() {
 
 /* Under the lock. */
 void EncoderChannel::send_answers(const Answers &answers) {
-    if (answers.silent) {
-        return;
-    }
     VencRecord record{};
     record.magic = venc_magic;
-    record.kind = venc_answer;
+    record.kind = answers.silent ? venc_silence : venc_answer;
     record.result = answers.result;
     record.count = answers.count;
     record.serial = serial_;
@@ -112,7 +109,7 @@ void EncoderChannel::send_answers(const Answers &answers) {
 
 void EncoderChannel::repeat_answers() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (in_force()) {
+    if (in_force() && !in_force()->silent) {
         send_answers(*in_force());
     }
 }

@@ -156,7 +156,8 @@ int control_call(int fd, uint32_t id, const ControlCall &call, uint64_t deadline
         status = static_cast<size_t>(length) > sizeof packet
                      ? -EPROTO
                      : take_reply(packet, static_cast<size_t>(length), file, id, call, result);
-        if (file >= 0 && (status <= 0 || call.reply_file == nullptr)) {
+        const bool taken = status > 0 && call.reply_file != nullptr && *result >= 0;
+        if (file >= 0 && !taken) {
             close(file);
         }
     }

@@ -55,7 +55,8 @@ bool record_is_sound(const VencRecord &record, uint32_t size) {
     if (record.kind == venc_frame) {
         return record.info.len > 0 && record.info.len == size - sizeof record;
     }
-    return record.kind == venc_answer && size == sizeof record && record.result <= 0 && record.result >= -2;
+    const bool answers = record.kind == venc_answer || record.kind == venc_silence;
+    return answers && size == sizeof record && record.result <= 0 && record.result >= -2;
 }
 
 /* A frame came into hand: what does it say about losses? */
@@ -77,7 +78,9 @@ void note_answer(Stream &stream) {
         stream.answering = false;
         return;
     }
-    if (stream.record.serial != stream.answer.serial) {
+    if (stream.record.kind == venc_silence) {
+        stream.answering = false;
+    } else if (stream.record.serial != stream.answer.serial) {
         stream.answer = stream.record;
         stream.answers_left = stream.record.count;
         stream.answering = true;
