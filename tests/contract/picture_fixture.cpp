@@ -29,7 +29,8 @@ std::vector<uint8_t> content_of(const std::string &path) {
 } // namespace
 
 uint8_t Pixels::chroma(int plane, int x, int y) const {
-    return bytes[static_cast<size_t>(width * height + plane * width * height / 4 + y * (width / 2) + x)];
+    const ptrdiff_t pixels = ptrdiff_t{width} * height;
+    return bytes.begin()[pixels + plane * pixels / 4 + ptrdiff_t{y} * (width / 2) + x];
 }
 
 double Pixels::mean_luma(const Part &part) const {

@@ -24,7 +24,7 @@ struct Pixels {
     int height = 0;
     std::vector<uint8_t> bytes;
 
-    uint8_t luma(int x, int y) const { return bytes[static_cast<size_t>(y * width + x)]; }
+    uint8_t luma(int x, int y) const { return bytes.begin()[ptrdiff_t{y} * width + x]; }
     uint8_t chroma(int plane, int x, int y) const;
 
     double mean_luma(const Part &part) const;

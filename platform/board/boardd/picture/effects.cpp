@@ -143,7 +143,7 @@ void apply_tint(const Planes &planes, const Tint &tint) {
         uint8_t *u_row = planes.u.row(y);
         uint8_t *v_row = planes.v.row(y);
         for (int32_t x = 0; x < planes.u.width; ++x) {
-            const int32_t light = luma[2 * x] - static_cast<int32_t>(black);
+            const int32_t light = luma[ptrdiff_t{2} * x] - static_cast<int32_t>(black);
             const int32_t u = u_row[x] - grey;
             const int32_t v = v_row[x] - grey;
             u_row[x] = byte(tint.u_of_y * light + tint.u_of_u * u + tint.u_of_v * v);
@@ -172,7 +172,7 @@ uint32_t mean_luma(const Plane &y) {
             sum += row[(2 * j + 1) * y.width / (2 * samples_across)];
         }
     }
-    return static_cast<uint32_t>(sum / (samples_down * samples_across));
+    return static_cast<uint32_t>(sum / samples_down / samples_across);
 }
 
 } // namespace board

@@ -58,7 +58,7 @@ struct Tint {
     int32_t u_of_y, u_of_u, u_of_v;
     int32_t v_of_y, v_of_u, v_of_v;
 };
-Tint tint_of(const WhiteBalanceRecord &white);
+Tint tint_of(const WhiteBalanceRecord &record);
 void apply_tint(const Planes &planes, const Tint &tint);
 
 /* Draws the outline of `track` in yellow; what is outside the picture is cut off. */
