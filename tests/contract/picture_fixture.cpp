@@ -80,14 +80,17 @@ void PictureTest::start_picture(const std::vector<std::string> &options) {
 Pixels PictureTest::shown(int32_t channel) {
     const uint64_t now_us = monotonic_us();
     EXPECT_EQ(req_IDR_one(channel), 0);
-    Frame frame = next_frame(channel);
-    while (!frame.payload.empty() && (frame.info.is_key == 0 || frame.info.timestamp_us <= now_us)) {
-        // A key frame from before was on its way already: asked for once more, or it takes two seconds.
-        if (frame.info.is_key != 0) {
+    Frame frame{};
+    const auto is_new_key = [&] {
+        const int32_t result = fetch(channel, frame);
+        const bool is_key = result == 0 && frame.info.len > 0 && frame.info.is_key != 0;
+        // Frames were lost while nobody fetched, or a key frame was on its way already: ask once more.
+        if (result == -2 || (is_key && frame.info.timestamp_us <= now_us)) {
             EXPECT_EQ(req_IDR_one(channel), 0);
         }
-        frame = next_frame(channel);
-    }
+        return is_key && frame.info.timestamp_us > now_us;
+    };
+    EXPECT_TRUE(support::eventually(is_new_key)) << boardd_->output();
     return decode(frame.payload, frame.info.board0 == 1 ? "hevc" : "h264");
 }
 
