@@ -23,7 +23,8 @@ class Floor : public Transport {
         memory_ = static_cast<uint8_t *>(memory);
         std::memset(memory_, 1, arena_bytes);
         for (int i = 0; i < receivers; ++i) {
-            events_.push_back(eventfd(0, EFD_NONBLOCK));
+            // A semaphore: one read for each frame, also when two come before the receiver runs.
+            events_.push_back(eventfd(0, EFD_NONBLOCK | EFD_SEMAPHORE));
         }
     }
     std::string name() const override { return "floor: eventfd + epoll, payload in place"; }

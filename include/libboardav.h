@@ -2,14 +2,15 @@
  * libboardav: the board. Sensor, image signal processor, encoders, microphone, speaker, overlay, lamp.
  *
  * Life: get_deviceType_by_sensor (libdevice_kitv2.h) and control_venc_dynamically may be called first; then
- * board_system_init once; then everything else; board_system_exit ends it, from a signal handler as a rule.
+ * board_system_init once; then everything else; board_system_exit ends it, from a signal handler as a rule,
+ * and the process ends behind it without waiting for the threads that are inside calls.
  *
  * Threads, unless a function says otherwise: any thread, several at a time. Each of get_video_stream's
  * channels, and get_audio_stream, is called by one thread only.
  *
- * Blocking: a control call may take as long as the hardware does (development platform: at most 2 s, then it
- * fails). A stream call waits for data at most 90 ms, less than the 100 ms that the daemon gives its threads
- * to come to rest before it hands over a new profile.
+ * Blocking: a control call may take as long as the hardware does (development platform: at most 2 s, and 5 s
+ * for board_system_init, then it fails). A stream call waits for data at most 90 ms, less than the 100 ms
+ * that the daemon gives its threads to come to rest before it hands over a new profile.
  *
  * Results: 0 or more for success and a negative value for failure, unless a function says otherwise. A board
  * that has failed for good (unplugged, crashed) fails every call at once with -1 until the process starts
@@ -72,9 +73,15 @@ int32_t control_venc_dynamically(const VencConfig *config);
 int32_t board_system_init(int32_t bind_status);
 
 /*
- * Shuts the board down. Called at most once, also from a signal handler on any thread, at any moment, before
- * or during board_system_init included: it must be async-signal-safe, must not wait for a lock or for the
- * hardware, and other calls may be in progress while it runs (they fail or return nothing).
+ * Shuts the board down. To be ready for:
+ *   - a signal handler on any thread, at any moment: it must be async-signal-safe and must not wait for
+ *     a lock or for the hardware;
+ *   - any number of calls, also one within another (SIGTERM while SIGINT is handled) and at the same time on
+ *     several threads (a SIGSEGV elsewhere), and once more from the end of main;
+ *   - a call before, during and without board_system_init, and after one that failed;
+ *   - other calls in progress on other threads, and new ones afterwards: they fail or return nothing;
+ *   - exit() behind it while they are still inside: nothing that they use may be torn down by destructors
+ *     or atexit.
  */
 void board_system_exit(void);
 
@@ -105,6 +112,14 @@ LIBBOARDAV_ASSERT(offsetof(VideoFrameInfo, board24) == 24);
  * Result: 0 or more with *info filled; `info->len` is 0 when none came in time. -1: the encoder has failed.
  * -2: frames were lost (nobody fetched them in time, or one was larger than `capacity`), so what comes now
  * does not decode until the next key frame; said once for each loss. *info is undefined when negative.
+ *
+ * What a result costs: each but a frame makes the caller pause for 20 ms. With -2 it asks for a key frame
+ * (req_IDR_one) and drops every frame before the next one. The 202nd -1 on a channel without a frame between
+ * them ends the process; empty results and -2 neither count nor start the count anew. So -1 is for what does
+ * not pass by itself, never for a picture that is late, and never for streams that are stopped.
+ *
+ * Called only while the camera is bound to an owner and no new profile is on its way: fetches may pause for
+ * any time, during which frames are lost.
  */
 int32_t get_video_stream(int32_t channel, void *payload, uint32_t capacity, VideoFrameInfo *info);
 
@@ -112,7 +127,12 @@ int32_t get_video_stream(int32_t channel, void *payload, uint32_t capacity, Vide
 int32_t req_IDR_one(int32_t channel);
 int32_t req_IDR(void);
 
-/* Stops and starts the streams, as the camera is switched off and on; stopped, stream calls bring nothing. */
+/*
+ * Stops and starts the pictures, as the camera is switched off and on. They concern video alone: the
+ * microphone goes on. Stopped, get_video_stream waits as ever and answers 0 with `info->len` 0, never -1; it
+ * goes on with a key frame. Fetching does not stop with the streams. Stopping what is stopped is allowed and
+ * happens.
+ */
 int32_t stop_stream(void);
 int32_t start_stream(void);
 
@@ -139,7 +159,11 @@ int32_t switch_ch5_res(int32_t bound);
 
 /*
  * A JPEG (ITU-T T.81) of the main stream's size, at most `capacity` bytes; the board lowers the quality
- * rather than fail for size. Blocks until it is taken. *info as for video; board24 is the caller's to use.
+ * rather than fail for size. Blocks until it is taken, and the daemon's control loop with it. *info as for
+ * video; board24 is the caller's to use. Not called while the streams are stopped.
+ *
+ * A negative result is not the end of it: the daemon sends the 32 bytes of *info to the client that asked. So
+ * on failure, too, *info is written whole, with `len` 0.
  */
 int32_t get_jpeg_snap(void *destination, uint32_t capacity, VideoFrameInfo *info);
 
@@ -163,6 +187,13 @@ LIBBOARDAV_ASSERT(offsetof(RawFrameInfo, timestamp_us) == 32);
 /*
  * An uncompressed frame of 640 x 384 pixels, 368640 bytes. Blocks until the next one is captured. `bound` is
  * 1 when the camera is bound to an owner.
+ *
+ * Two callers. The control loop, on a client's request, stands still meanwhile; it does not call while the
+ * streams are stopped. The raw stream's thread, where there is one, calls without a pause between frames,
+ * also while the streams are stopped, and sends what it has got without a look at the result. So on failure,
+ * too, *info is written whole, with `len` 0 (what is sent is as long as `len` says); a failure takes about as
+ * long as a frame, for nothing else slows that thread down; and stopped the call fails so rather than wait
+ * for the start.
  */
 int32_t get_raw_frame(void *destination, uint32_t capacity, RawFrameInfo *info, int32_t bound);
 
@@ -183,8 +214,16 @@ LIBBOARDAV_ASSERT(sizeof(AudioFrameInfo) == 32);
 LIBBOARDAV_ASSERT(offsetof(AudioFrameInfo, timestamp_us) == 16);
 LIBBOARDAV_ASSERT(offsetof(AudioFrameInfo, len) == 24);
 
-/* Takes the next block from the microphone, at most `capacity` bytes; `info->len` is 0 when none came in
- * time. */
+/*
+ * Takes the next block from the microphone, at most `capacity` bytes (1280, that is 40 ms). Result: 0 or more
+ * with *info filled, `seq` excepted; `info->len` is 0 when none came in time. Negative: the microphone has
+ * failed, and *info is undefined.
+ *
+ * What a result costs: here an empty block counts like a failure, unlike with video. Each makes the caller
+ * pause for 100 ms, and the 262nd without a block between them ends the process. So the microphone has to
+ * bring blocks as long as the board runs, with silence in them if need be: stop_stream does not concern it,
+ * nor does the camera's being bound or not.
+ */
 int32_t get_audio_stream(void *payload, uint32_t capacity, AudioFrameInfo *info);
 
 /* Plays `length` bytes. Blocks until the speaker has room, that is about as long as the sound lasts. */

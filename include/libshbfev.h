@@ -11,6 +11,11 @@
  *     several threads at once, on one channel or many, also while the loop thread destroys the channel.
  * Nothing here is for signal handlers.
  *
+ * A channel that was started may outlive its loop: the daemon never destroys its event channels, and when it
+ * ends it destroys the loop while other threads (analytics) still broadcast on them, up to exit(). So the
+ * calls for any thread do not touch the loop itself; what they send then may reach nobody, and no callback
+ * runs any more. shbfev_brd_destroy is not called on such a channel.
+ *
  * Blocking: no call waits for a receiver, ever. A receiver that is stopped, slow or hostile costs itself
  * frames, and others only for the second after which it is given up (code 4, ETIMEDOUT).
  *
@@ -103,7 +108,8 @@ int32_t shbfev_brd_event(shbfev_brd_t *brd, int32_t code, shbfev_callback callba
  * A socket file that a crashed process left at the path is replaced.
  *
  * Result: 0 or more; -EADDRINUSE when a living process serves the path, -EEXIST when something that is no
- * socket stands there, or another negative errno value (directory missing, no permission ...).
+ * socket stands there, -EBUSY when somebody keeps the directory locked (it is waited for, but no longer than
+ * 200 ms), or another negative errno value (directory missing, no permission ...).
  */
 int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd);
 

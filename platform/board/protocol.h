@@ -34,7 +34,8 @@ constexpr const char *venc_paths[venc_channels] = {"/run/boardd_venc0", "/run/bo
 
 constexpr uint32_t control_magic = 0x31445242;     /* the bytes "BRD1" */
 constexpr size_t control_packet_max_bytes = 16384; /* the largest record, either way */
-constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no reply by then has failed */
+constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no reply by then has failed, ... */
+constexpr uint32_t init_timeout_ms = 5000; /* ... but op_system_init may start a camera or load a machine */
 
 /* What is asked; 0x10 to 0x3f are in picture_protocol.h. `value` and payload of the request; result and
  * payload of the reply where there is more than success. */

@@ -100,6 +100,9 @@ bool Client::write_now(const std::string &packet) {
 void Client::queue(const wire::Message &message, bool change) {
     std::string packet(wire::packet_max_bytes, '\0');
     packet.resize(wire::encode(message, reinterpret_cast<uint8_t *>(packet.data())));
+    if (packet.empty()) { // an empty packet would mean the end of the connection
+        drop("asked for what no packet can hold");
+    }
     if (gone_ || (backlog_.empty() && write_now(packet))) {
         return;
     }

@@ -7,13 +7,17 @@
 
 #include "mortox/mortoxd_report.h"
 #include "mortox/mortoxd_sql.h"
+#include "mortox/wire.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -139,6 +143,43 @@ void check_file(const std::string &name_space, const std::string &path) {
     }
 }
 
+// ---- settings that another program has written ----
+
+bool check_text(const char *what, const std::string &text, char *error, size_t error_bytes) {
+    if (text.find('\0') != std::string::npos) {
+        snprintf(error, error_bytes, "%s has a zero byte", what);
+        return false;
+    }
+    return true;
+}
+
+// A name as a sentence can have it, whatever it is.
+std::string printable(const std::string &name) {
+    std::string result = name.substr(0, wire::name_max_bytes);
+    std::replace_if(
+        result.begin(), result.end(), [](char c) { return c < ' ' || c > '~'; }, '?');
+    return result + (name.size() > wire::name_max_bytes ? "..." : "");
+}
+
+// Why the protocol cannot carry the setting: a sentence; empty when it can.
+std::string objection(const std::string &name_space, const Setting &setting) {
+    char error[200];
+    const char *remedy = nullptr;
+    if (!check_text("the section", setting.section, error, sizeof error) ||
+        !check_text("the key", setting.key, error, sizeof error) ||
+        !wire::check_name("the section", setting.section.c_str(), error, sizeof error) ||
+        !wire::check_name("the key", setting.key.c_str(), error, sizeof error)) {
+        remedy = "; end mortoxd and mend it with the sqlite3 program";
+    } else if (!check_text("the value", setting.value, error, sizeof error) ||
+               !wire::check_value(setting.value.c_str(), error, sizeof error)) {
+        remedy = "; set it anew or remove it";
+    } else {
+        return "";
+    }
+    return name_space + " " + printable(setting.section) + " " + printable(setting.key) +
+           " cannot be served: " + error + ". Another program wrote it" + remedy;
+}
+
 } // namespace
 
 Database::Database(const std::string &name_space, const std::string &path)
@@ -182,6 +223,24 @@ void Database::check_contents(const std::string &path) {
     }
     report(name_space_ + ": " + query_text(connection, "SELECT count(*) FROM setting") + " values in " +
            path);
+    report_unservable();
+}
+
+void Database::report_unservable() {
+    constexpr int named = 5;
+    int count = 0;
+    Statement statement(connection_.get(), "SELECT section, key, value FROM setting ORDER BY section, key");
+    while (statement.step()) {
+        const std::string why =
+            objection(name_space_, {statement.text(0), statement.text(1), statement.text(2)});
+        if (!why.empty() && ++count <= named) {
+            report(why);
+        }
+    }
+    if (count > named) {
+        report(name_space_ + ": " + std::to_string(count) + " values cannot be served, of which " +
+               std::to_string(named) + " are named above");
+    }
 }
 
 Database Database::open_file(const std::string &name_space, const std::string &path) {
@@ -220,13 +279,22 @@ Database Database::open_memory(const std::string &name_space) {
 }
 
 std::optional<std::string> Database::get(const std::string &section, const std::string &key) {
+    Setting setting = {section, key, ""};
     try {
         Statement statement(connection_.get(), "SELECT value FROM setting WHERE section = ?1 AND key = ?2",
                             {section, key});
-        return statement.step() ? std::optional(statement.text(0)) : std::nullopt;
+        if (!statement.step()) {
+            return std::nullopt;
+        }
+        setting.value = statement.text(0);
     } catch (const SqlError &error) {
         throw DatabaseError("cannot read " + name_space_ + ": " + error.what());
     }
+    const std::string why = objection(name_space_, setting);
+    if (!why.empty()) {
+        throw DatabaseError(why);
+    }
+    return std::move(setting.value);
 }
 
 void Database::write(const char *sql, std::initializer_list<std::string> texts) {
@@ -257,7 +325,12 @@ bool Database::list(Cursor &cursor, int items, const Visit &visit) {
         int visited = 0;
         while (visited < items && statement.step()) {
             const Setting setting = {statement.text(0), statement.text(1), statement.text(2)};
-            visit(setting);
+            const std::string why = objection(name_space_, setting);
+            if (why.empty()) {
+                visit(setting);
+            } else if (cursor.left_out.empty()) {
+                cursor.left_out = why;
+            }
             cursor.section = setting.section;
             cursor.key = setting.key;
             ++visited;

@@ -6,7 +6,9 @@
  * same promise, and every sync holds up all clients. The file is locked exclusively, so no second server can
  * use it and no shared memory file appears beside it. docs/formats/settings-store.md has the layout.
  *
- * A file that cannot be read is never replaced: opening fails and leaves it as it is.
+ * A file that cannot be read is never replaced: opening fails and leaves it as it is. A setting in it that
+ * the protocol cannot carry, since another program has written what mortoxd would have refused, is kept: it
+ * cannot be read before it is set anew, and everything else is served.
  *
  * Threads: one. Failures after opening throw DatabaseError, whose text goes to the client and to the log; the
  * stored values are as before then.
@@ -37,6 +39,7 @@ struct Cursor {
     std::string only_section; // empty: all
     std::string section;
     std::string key;
+    std::string left_out; // a sentence about the first setting on the way that cannot be served, or empty
 };
 
 class Database {
@@ -45,7 +48,7 @@ class Database {
     static Database open_file(const std::string &name_space, const std::string &path);
     static Database open_memory(const std::string &name_space);
 
-    /* Nothing when the key was never set. */
+    /* Nothing when the key was never set. DatabaseError, too, when the protocol cannot carry the value. */
     std::optional<std::string> get(const std::string &section, const std::string &key);
 
     /* A value that is stored already costs no write. */
@@ -56,8 +59,9 @@ class Database {
 
     /*
      * Visits up to `items` settings that come after the cursor, in the order of section and key as bytes, and
-     * moves the cursor behind them. Result: true when there may be more. Writes between two pieces are seen
-     * or not, as they fall behind the cursor or before it.
+     * moves the cursor behind them. What the protocol cannot carry is not visited but noted in the cursor.
+     * Result: true when there may be more. Writes between two pieces are seen or not, as they fall behind the
+     * cursor or before it.
      */
     using Visit = std::function<void(const Setting &setting)>;
     bool list(Cursor &cursor, int items, const Visit &visit);
@@ -72,6 +76,7 @@ class Database {
     Database(const std::string &name_space, const std::string &path);
     void check_size(const std::string &path);
     void check_contents(const std::string &path);
+    void report_unservable();
     void write(const char *sql, std::initializer_list<std::string> texts);
 
     std::string name_space_;

@@ -1,9 +1,8 @@
 /*
- * The socket that clients connect to, and the right to be the one server on it.
+ * The socket that clients connect to; who has it is the one server.
  *
- * A lock file beside the socket ("mortoxd.lock") is held as long as the server lives, and the system lets go
- * of it when the server dies in whatever way. Who has it may replace a socket file that is left over. The
- * lock file itself stays, since removing it would let two servers each lock a file of their own.
+ * A socket file that a dead server has left is replaced, and of servers that start at the same moment one
+ * gets it (run_dir.h). Threads: one.
  */
 #ifndef MORTOX_MORTOXD_LISTENER_H
 #define MORTOX_MORTOXD_LISTENER_H
@@ -26,7 +25,6 @@ class Listener {
 
   private:
     std::string path_;
-    int lock_ = -1;
     int fd_ = -1;
 };
 

@@ -196,12 +196,12 @@ void Server::announce(const wire::Message &request) {
 void Server::serve_watch(Client &client, const wire::Message &request) {
     Namespace &name_space = checked_namespace(request);
     check_key(request);
-    const std::optional<std::string> value = name_space.database.get(request.section, request.key);
     if (!client.watch(full_name(request))) {
         throw Refusal(wire::Status::bad_request,
                       "a connection can watch no more than " + std::to_string(Client::watches_max) + " keys");
     }
-    answer(client, request.request, value);
+    // Watched also when there is no reading it: what mends the value is announced.
+    answer(client, request.request, name_space.database.get(request.section, request.key));
 }
 
 void Server::serve_list(Client &client, const wire::Message &request) {
@@ -210,7 +210,7 @@ void Server::serve_list(Client &client, const wire::Message &request) {
     if (!section.empty()) {
         check_name("the section", request.section);
     }
-    Cursor cursor{section, "", ""};
+    Cursor cursor{section, "", "", ""};
     client.stream([this, &client, &name_space, number = request.request, cursor]() mutable {
         bool more = false;
         const bool read = answering_failures(client, number, [&] {
@@ -226,8 +226,10 @@ void Server::serve_list(Client &client, const wire::Message &request) {
                 client.send(item);
             });
         });
-        if (read && !more) {
+        if (read && !more && cursor.left_out.empty()) {
             answer(client, number, std::nullopt);
+        } else if (read && !more) {
+            refuse(client, number, wire::Status::storage, cursor.left_out);
         }
         return read && more;
     });

@@ -16,6 +16,14 @@ namespace {
 constexpr char prefix[] = "/run/";
 constexpr size_t prefix_length = sizeof prefix - 1;
 
+constexpr int lock_wait_ms = 200;
+constexpr int retry_ms = 5;
+
+void pause_before_retry() {
+    const timespec pause = {0, retry_ms * 1000000L};
+    nanosleep(&pause, nullptr);
+}
+
 const sockaddr *generic(const sockaddr_un *address) {
     return reinterpret_cast<const sockaddr *>(address);
 }
@@ -41,6 +49,20 @@ int remove_stale(const sockaddr_un *address, socklen_t length, int type) {
     return unlink(address->sun_path) == 0 || errno == ENOENT ? 0 : -errno;
 }
 
+/* Anybody who may open the directory may hold its lock for as long as he likes. */
+int lock_for_a_moment(int fd) {
+    for (int waited_ms = 0; flock(fd, LOCK_EX | LOCK_NB) != 0; waited_ms += retry_ms) {
+        if (errno != EWOULDBLOCK && errno != EINTR) {
+            return -errno;
+        }
+        if (waited_ms >= lock_wait_ms) {
+            return -EBUSY;
+        }
+        pause_before_retry();
+    }
+    return 0;
+}
+
 /* The directory that holds the address, locked against others who look for stale sockets in it. */
 int lock_directory(const sockaddr_un *address) {
     char directory[sizeof address->sun_path];
@@ -51,12 +73,10 @@ int lock_directory(const sockaddr_un *address) {
     if (fd < 0) {
         return -errno;
     }
-    while (flock(fd, LOCK_EX) != 0) {
-        if (errno != EINTR) {
-            const int error = errno;
-            close(fd);
-            return -error;
-        }
+    const int result = lock_for_a_moment(fd);
+    if (result < 0) {
+        close(fd);
+        return result;
     }
     return fd;
 }
@@ -107,6 +127,21 @@ int run_dir_listen(const char *path, int type, int backlog) {
     return result;
 }
 
+const char *run_dir_listen_problem(int error) {
+    switch (-error) {
+    case EADDRINUSE:
+        return "another process is alive and serves it: end that one first, or set STRELL_RUN_DIR";
+    case EEXIST:
+        return "something that is no socket is in the way: move it away";
+    case EBUSY:
+        return "another process holds a lock on its directory: end that one first (lslocks shows it)";
+    case ENAMETOOLONG:
+        return "the path in STRELL_RUN_DIR is too long for a socket: take a shorter one";
+    default:
+        return strerror(-error);
+    }
+}
+
 int run_dir_connect(const char *path, int type, int timeout_ms) {
     sockaddr_un address;
     const int length = run_dir_address(path, &address);
@@ -118,7 +153,6 @@ int run_dir_connect(const char *path, int type, int timeout_ms) {
         return -errno;
     }
     // A Unix socket whose server's backlog is full says EAGAIN and offers nothing to poll for.
-    constexpr int retry_ms = 5;
     int error = 0;
     while (connect(fd, generic(&address), static_cast<socklen_t>(length)) != 0) {
         error = errno;
@@ -129,8 +163,7 @@ int run_dir_connect(const char *path, int type, int timeout_ms) {
             close(fd);
             return error == EAGAIN ? -ETIMEDOUT : -error;
         }
-        const timespec pause = {0, retry_ms * 1000000L};
-        nanosleep(&pause, nullptr);
+        pause_before_retry();
         timeout_ms -= retry_ms;
     }
     const int flags = fcntl(fd, F_GETFL);

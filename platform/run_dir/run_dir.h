@@ -24,13 +24,20 @@ int run_dir_address(const char *path, sockaddr_un *address);
 /*
  * Opens a listening socket of `type` (SOCK_STREAM, SOCK_SEQPACKET) at `path`: non-blocking, close-on-exec. A
  * socket file that a crashed process left there is replaced; two processes that start at the same moment
- * cannot take the path from each other.
+ * cannot take the path from each other: the directory is locked (flock) while one looks. For that lock the
+ * call waits, but not for long (200 ms).
  *
  * Result: the descriptor; -EADDRINUSE when a living process serves the path; -EEXIST when something that is
- * no socket stands there (it is left alone); another negative errno value when the directory is missing and
- * so on.
+ * no socket stands there (it is left alone); -EBUSY when somebody keeps the directory locked; another
+ * negative errno value when the directory is missing and so on.
  */
 int run_dir_listen(const char *path, int type, int backlog);
+
+/*
+ * What a result of run_dir_listen means and what to do about it, for people: the end of a sentence that names
+ * the path. A constant, or what strerror says.
+ */
+const char *run_dir_listen_problem(int error);
 
 /*
  * Connects a new socket of `type` to `path`: close-on-exec, blocking. Waits for room in the server's backlog

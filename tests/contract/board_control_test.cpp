@@ -6,7 +6,9 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <functional>
+#include <thread>
 #include <unistd.h>
+#include <vector>
 
 namespace contract {
 namespace {
@@ -315,6 +317,44 @@ TEST_F(BoardControl, ExitFromASignalHandlerWhileInitIsInProgress) {
     EXPECT_EQ(process.exit_code(), 255);
     EXPECT_EQ(process.count("init ended"), 0U) << process.output();
     EXPECT_TRUE(support::eventually([&] { return status("/phase") == "idle"; }));
+}
+
+TEST_F(BoardControl, ExitWithoutABoardDoesNothing) {
+    board_system_exit();
+    board_system_exit();
+    EXPECT_LT(board_system_init(1), 0);
+    board_system_exit();
+}
+
+void exit_on_signal(int number) {
+    if (number == SIGUSR1) {
+        raise(SIGUSR2); // one within another
+    }
+    board_system_exit();
+}
+
+TEST_F(BoardControl, ExitAnyNumberOfTimesOnSeveralThreadsAndWithinItself) {
+    start_board();
+    std::signal(SIGUSR1, exit_on_signal);
+    std::signal(SIGUSR2, exit_on_signal);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([] {
+            for (int times = 0; times < 50; ++times) {
+                raise(SIGUSR1);
+            }
+        });
+    }
+    Frame frame{};
+    EXPECT_TRUE(support::eventually([&] { return fetch(0, frame) == -1; })) << "a call in progress";
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+    board_system_exit();
+    std::signal(SIGUSR1, SIG_DFL);
+    std::signal(SIGUSR2, SIG_DFL);
+    EXPECT_TRUE(support::eventually([&] { return status("/phase") == "idle"; }));
+    EXPECT_TRUE(boardd_->saw("shut down by the daemon: idle"));
 }
 
 TEST_F(BoardControl, ExitFromAnotherThreadEndsAnInitInProgress) {

@@ -3,11 +3,16 @@
 #include "board/protocol.h"
 #include "contract/board_fixture.h"
 
+#include <chrono>
 #include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <random>
+#include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -64,6 +69,27 @@ TEST_F(Boardd, RefusesOptionsThatItDoesNotKnow) {
     }
 }
 
+TEST_F(Boardd, RefusesASourceThatIsTooLong) {
+    for (const size_t length : {size_t{4097}, size_t{15'000}, size_t{100'000}}) {
+        const auto outcome = support::run(BoardProcess::command({"--source", std::string(length, 'x')}),
+                                          support::board_environment());
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_NE(outcome.output.find("--source takes at most 4096 bytes, not " + std::to_string(length)),
+                  std::string::npos)
+            << outcome.output;
+    }
+}
+
+/* Quotes take two bytes of JSON each, and control characters six. */
+TEST_F(Boardd, ShowsItsStatusWithTheLongestSource) {
+    for (const char byte : {'x', '"', '\x01'}) {
+        start_boardd({"--source", std::string(4096, byte)});
+        const std::string name = status("/source/name");
+        EXPECT_TRUE(name.starts_with(std::string(900, byte))) << name;
+        EXPECT_TRUE(name.ends_with("...")) << name;
+    }
+}
+
 TEST_F(Boardd, ASecondOneSaysThatTheFirstRuns) {
     start_boardd();
     const auto second = support::run(BoardProcess::command({}), support::board_environment());
@@ -87,6 +113,56 @@ TEST_F(Boardd, LeavesAloneWhatIsNoSocket) {
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_NE(outcome.output.find("is no socket"), std::string::npos) << outcome.output;
     EXPECT_TRUE(std::filesystem::is_regular_file(run_dir_.file("boardd")));
+}
+
+TEST_F(Boardd, OfManyStartedAtOnceOneServes) {
+    start_boardd();
+    boardd_->signal(SIGKILL);
+    ASSERT_TRUE(boardd_->wait());
+    std::vector<std::unique_ptr<support::Process>> servers;
+    for (int i = 0; i < 4; ++i) {
+        servers.push_back(
+            std::make_unique<support::Process>(BoardProcess::command({}), support::board_environment()));
+    }
+    int serving = 0;
+    int refused = 0;
+    std::string said;
+    for (const auto &server : servers) {
+        server->saw("boardd: "); // the first line says which it is
+        said += server->output();
+        serving += server->count("boardd: ready") == 1 ? 1 : 0;
+        refused += server->count("another boardd runs already") == 1 ? 1 : 0;
+    }
+    EXPECT_EQ(serving, 1) << said;
+    EXPECT_EQ(refused, 3) << said;
+    board::BoardCtl().status();
+}
+
+TEST_F(Boardd, LeavesAloneWhoeverServesThePath) {
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir_.file("boardd").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    const auto outcome = support::run(BoardProcess::command({}), support::board_environment());
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("runs already at " + run_dir_.file("boardd")), std::string::npos)
+        << outcome.output;
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(client);
+    close(listener);
+}
+
+TEST_F(Boardd, SaysThatSomebodyKeepsTheDirectoryLocked) {
+    const int directory = open(run_dir_.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    const auto outcome = support::run(BoardProcess::command({}), support::board_environment());
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("another process holds a lock on its directory"), std::string::npos)
+        << outcome.output;
+    close(directory);
 }
 
 TEST_F(Boardd, SaysWhichPackageBringsAMissingElement) {
@@ -308,6 +384,29 @@ TEST_F(HostileClient, TooManyConnectionsAreTurnedAway) {
         close(fd);
     }
     EXPECT_TRUE(answers());
+}
+
+TEST_F(HostileClient, WithoutDescriptorsItWaitsForSome) {
+    start_boardd();
+    const int first = connect_raw();
+    ASSERT_EQ(ask(first, board::op_sensor_class, 0, ""), 0);
+    rlimit before{};
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, nullptr, &before), 0);
+    const rlimit none = {3, before.rlim_max};
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, &none, nullptr), 0);
+    const int second = connect_raw();
+    EXPECT_TRUE(boardd_->saw("cannot take new clients at present: Too many open files"));
+    EXPECT_EQ(ask(first, board::op_sensor_class, 0, ""), 0) << "who is there is served";
+    const auto start = std::chrono::steady_clock::now();
+    const auto cpu_start = boardd_->cpu_time();
+    EXPECT_TRUE(support::eventually(
+        [&] { return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(500); }));
+    EXPECT_LT(boardd_->cpu_time() - cpu_start, std::chrono::milliseconds(150)) << "it tries without a pause";
+    ASSERT_EQ(prlimit(boardd_->pid(), RLIMIT_NOFILE, &before, nullptr), 0);
+    EXPECT_EQ(ask(second, board::op_sensor_class, 0, ""), 0);
+    EXPECT_EQ(boardd_->count("cannot take new clients"), 1U) << "said once, not at each try";
+    close(first);
+    close(second);
 }
 
 /* ---- boardctl ---- */

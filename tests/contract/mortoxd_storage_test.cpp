@@ -7,10 +7,12 @@
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sqlite3.h>
 #include <sstream>
 #include <sys/resource.h>
 #include <tuple>
 #include <unistd.h>
+#include <vector>
 
 using namespace mortox_test;
 using support::Outcome;
@@ -225,6 +227,129 @@ TEST_F(MortoxdStorage, ANamespaceHasAnEnd) {
     EXPECT_EQ(get(handle, "key0", "mem"), value);
     EXPECT_TRUE(libmortox_remove_value(handle.get(), "mem", "default", "key0", -1));
     EXPECT_TRUE(set(handle, "small", "fits", "mem"));
+}
+
+/* ---- settings that another program has written ---- */
+
+class MortoxdForeign : public MortoxdStorage {
+  protected:
+    /* Writes into the file of a store that has ended, past all of its checks. */
+    void write_foreign(const std::string &section, const std::string &key, const std::string &value) {
+        sqlite3 *connection = nullptr;
+        ASSERT_EQ(sqlite3_open(store_.database().c_str(), &connection), SQLITE_OK);
+        sqlite3_stmt *statement = nullptr;
+        ASSERT_EQ(sqlite3_prepare_v2(connection, "INSERT OR REPLACE INTO setting VALUES (?1, ?2, ?3)", -1,
+                                     &statement, nullptr),
+                  SQLITE_OK);
+        int index = 0;
+        for (const std::string &text : {section, key, value}) {
+            sqlite3_bind_text(statement, ++index, text.data(), static_cast<int>(text.size()),
+                              SQLITE_TRANSIENT);
+        }
+        EXPECT_EQ(sqlite3_step(statement), SQLITE_DONE) << sqlite3_errmsg(connection);
+        sqlite3_finalize(statement);
+        sqlite3_close(connection);
+    }
+
+    static void note_key(const NotifyPair *pair, void *user) {
+        static_cast<std::vector<std::string> *>(user)->emplace_back(pair->key->key);
+    }
+
+    static std::string error_of_get(const Handle &handle, const std::string &key) {
+        Answer answer;
+        libmortox_get_value(handle.get(), "nvram", "default", key.c_str(), Answer::store, &answer, -1, 0);
+        EXPECT_EQ(answer.type, XRESPONSE_ERROR);
+        return libmortox_last_error(handle.get());
+    }
+};
+
+TEST_F(MortoxdForeign, AValueThatIsTooLongIsAnErrorThatNamesItsKeyAndAllElseIsServed) {
+    fill(2);
+    write_foreign("default", "huge", std::string(8192, 'v'));
+    write_foreign("default", "largest", std::string(8191, 'v'));
+    write_foreign("default", "zero", std::string("on\0off", 6));
+    store_.start();
+    const Handle handle = open_store();
+    EXPECT_EQ(error_of_get(handle, "huge"),
+              "nvram default huge cannot be served: the value is 8192 bytes long: at most 8191 are allowed. "
+              "Another program wrote it; set it anew or remove it");
+    EXPECT_NE(
+        error_of_get(handle, "zero").find("nvram default zero cannot be served: the value has a zero byte"),
+        std::string::npos);
+    EXPECT_EQ(get(handle, "largest"), std::string(8191, 'v')) << "on the same connection";
+    EXPECT_EQ(get(handle, "key1"), std::string(100, 'v'));
+}
+
+TEST_F(MortoxdForeign, SuchAValueCanBeSetAnewOrRemoved) {
+    fill(1);
+    write_foreign("default", "one", std::string(9000, 'v'));
+    write_foreign("default", "other", std::string(9000, 'v'));
+    store_.start();
+    const Handle handle = open_store();
+    EXPECT_TRUE(set(handle, "one", "good"));
+    EXPECT_TRUE(libmortox_remove_value(handle.get(), "nvram", "default", "other", -1));
+    EXPECT_EQ(get(handle, "one"), "good");
+    EXPECT_EQ(get(handle, "other"), std::nullopt);
+}
+
+TEST_F(MortoxdForeign, NothingOfItIsLost) {
+    fill(1);
+    write_foreign("default", "huge", std::string(20'000, 'v') + "end");
+    store_.start();
+    EXPECT_TRUE(set(open_store(), "key0", "other"));
+    EXPECT_EQ(store_.end(), 0);
+    EXPECT_NE(contents(store_.database()).find("vend"), std::string::npos);
+}
+
+TEST_F(MortoxdForeign, AListHasAllElseAndEndsWithAnError) {
+    fill(40);
+    write_foreign("default", "huge", std::string(9000, 'v'));
+    write_foreign("default", std::string(64, 'k'), "v");
+    write_foreign("with blank", "key", "v");
+    write_foreign("", "", "v");
+    store_.start();
+    const Handle handle = open_store();
+    std::vector<std::string> keys;
+    EXPECT_FALSE(libmortox_list(handle.get(), "nvram", nullptr, note_key, &keys, -1));
+    EXPECT_NE(std::string(libmortox_last_error(handle.get())).find("nvram default huge cannot be served"),
+              std::string::npos)
+        << libmortox_last_error(handle.get());
+    EXPECT_EQ(keys.size(), 40U);
+    EXPECT_EQ(get(handle, "key39"), std::string(100, 'v')) << "on the same connection";
+}
+
+TEST_F(MortoxdForeign, TheStartSaysWhatCannotBeServed) {
+    fill(1);
+    write_foreign("default", std::string(100'000, 'k'), "v");
+    write_foreign("default", "line\nfeed", "v");
+    for (int i = 0; i < 20; ++i) {
+        write_foreign("default", "huge" + std::to_string(i), std::string(9000, 'v'));
+    }
+    store_.start();
+    const std::string output = store_.process().output();
+    EXPECT_NE(output.find("mortoxd: nvram default huge0 cannot be served: "), std::string::npos) << output;
+    EXPECT_NE(output.find("mortoxd: nvram: 22 values cannot be served"), std::string::npos) << output;
+    EXPECT_LE(store_.process().count("cannot be served: "), 10U);
+    for (const std::string &line : store_.process().lines()) {
+        EXPECT_TRUE(line.starts_with("mortoxd: ") && line.size() < 500) << line;
+    }
+}
+
+TEST_F(MortoxdForeign, AWatchOfSuchAValueFailsAndTheConnectionStays) {
+    fill(1);
+    write_foreign("default", "huge", std::string(9000, 'v'));
+    store_.start();
+    RawClient client(store_.socket());
+    ASSERT_TRUE(client.send_message(request(wire::Type::watch, "nvram", "default", "huge", 3)));
+    const wire::Message *answer = client.receive();
+    ASSERT_NE(answer, nullptr);
+    EXPECT_EQ(answer->status, wire::Status::storage);
+    EXPECT_NE(std::string(answer->value).find("nvram default huge"), std::string::npos) << answer->value;
+    EXPECT_TRUE(set(open_store(), "huge", "good"));
+    const wire::Message *change = client.receive();
+    ASSERT_NE(change, nullptr);
+    EXPECT_EQ(change->type, wire::Type::change) << "who watched it before learns of its end";
+    EXPECT_STREQ(change->value, "good");
 }
 
 /* ---- files that cannot be used ---- */

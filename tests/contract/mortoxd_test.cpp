@@ -5,14 +5,18 @@
 
 #include <chrono>
 #include <csignal>
+#include <cstring>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <thread>
-#include <time.h>
+#include <unistd.h>
 
 using namespace mortox_test;
 using support::eventually;
@@ -28,15 +32,6 @@ mode_t permissions(const std::string &path) {
     struct stat status {};
     EXPECT_EQ(lstat(path.c_str(), &status), 0) << path;
     return status.st_mode & 0777;
-}
-
-/* What a process has used of the processor. */
-std::chrono::nanoseconds cpu_time(pid_t pid) {
-    clockid_t clock = 0;
-    timespec used{};
-    EXPECT_EQ(clock_getcpuclockid(pid, &clock), 0);
-    EXPECT_EQ(clock_gettime(clock, &used), 0);
-    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 TEST(Mortoxd, HelpSaysHowToStartIt) {
@@ -124,8 +119,7 @@ TEST(Mortoxd, KeepsItsFilesToItself) {
     SettingsStore store(run_dir);
     store.start();
     EXPECT_TRUE(set(open_store(), "flip", "on"));
-    for (const std::string &path :
-         {store.database(), store.database() + "-wal", store.socket(), store.socket() + ".lock"}) {
+    for (const std::string &path : {store.database(), store.database() + "-wal", store.socket()}) {
         EXPECT_EQ(permissions(path) & 0077, 0U) << path;
     }
 }
@@ -176,13 +170,30 @@ TEST(Mortoxd, LeavesALiveServerAlone) {
     EXPECT_TRUE(set(open_store(), "flip", "on"));
 }
 
-TEST(Mortoxd, LeavesALiveServerAloneThatHasLostItsLockFile) {
+TEST(Mortoxd, LeavesAloneWhoeverServesThePath) {
     const ScratchRunDir run_dir;
-    SettingsStore store(run_dir);
-    store.start();
-    std::filesystem::remove(store.socket() + ".lock");
-    EXPECT_EQ(support::run({program, "--memory", "mem"}).exit_code, 3);
-    EXPECT_TRUE(set(open_store(), "flip", "on"));
+    const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir.file("mortoxd").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 1), 0);
+    EXPECT_EQ(support::run({program, "--memory", "mem"}).exit_code, 3) << "alive, of whatever kind it is";
+    const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(client, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(client);
+    close(listener);
+}
+
+TEST(Mortoxd, SaysThatSomebodyKeepsTheDirectoryLocked) {
+    const ScratchRunDir run_dir;
+    const int directory = open(run_dir.path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    ASSERT_EQ(flock(directory, LOCK_EX), 0);
+    const Outcome outcome = support::run({program, "--memory", "mem"});
+    EXPECT_EQ(outcome.exit_code, 1);
+    EXPECT_NE(outcome.output.find("another process holds a lock on its directory"), std::string::npos)
+        << outcome.output;
+    close(directory);
 }
 
 TEST(Mortoxd, OfManyStartedAtOnceOneServes) {
@@ -212,7 +223,8 @@ TEST(Mortoxd, DoesNotRemoveWhatIsNoSocket) {
     std::ofstream(run_dir.file("mortoxd")) << "precious";
     const Outcome outcome = support::run({program, "--memory", "mem"});
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_NE(outcome.output.find("is in the way and is no socket: move it away"), std::string::npos);
+    EXPECT_NE(outcome.output.find("something that is no socket is in the way: move it away"),
+              std::string::npos);
     EXPECT_TRUE(std::filesystem::is_regular_file(run_dir.file("mortoxd")));
 }
 
@@ -221,13 +233,13 @@ TEST(Mortoxd, NeedsARunDirectory) {
     const std::string missing = run_dir.file("missing");
     const Outcome outcome = support::run({program, "--memory", "mem"}, {{"STRELL_RUN_DIR", missing}});
     EXPECT_EQ(outcome.exit_code, 1);
-    EXPECT_NE(outcome.output.find("cannot make " + missing + "/mortoxd.lock: No such file or directory"),
+    EXPECT_NE(outcome.output.find("cannot serve " + missing + "/mortoxd: No such file or directory"),
               std::string::npos)
         << outcome.output;
     const Outcome longer =
         support::run({program, "--memory", "mem"}, {{"STRELL_RUN_DIR", "/" + std::string(200, 'x')}});
     EXPECT_EQ(longer.exit_code, 1);
-    EXPECT_NE(longer.output.find("STRELL_RUN_DIR does not do: File name too long"), std::string::npos);
+    EXPECT_NE(longer.output.find("the path in STRELL_RUN_DIR is too long for a socket"), std::string::npos);
 }
 
 /* ---- limits of the system ---- */
@@ -247,10 +259,11 @@ TEST(Mortoxd, WaitsForDescriptorsWhenTheyRunOut) {
     EXPECT_TRUE(store.process().saw("cannot take new clients at present: Too many open files"));
     EXPECT_TRUE(set(first, "flip", "on", "mem")) << "who is there is served";
     const auto start = std::chrono::steady_clock::now();
-    const auto cpu_start = cpu_time(pid);
+    const auto cpu_start = store.process().cpu_time();
     EXPECT_TRUE(eventually(
         [&] { return std::chrono::steady_clock::now() - start > std::chrono::milliseconds(500); }));
-    EXPECT_LT(cpu_time(pid) - cpu_start, std::chrono::milliseconds(150)) << "it tries without a pause";
+    EXPECT_LT(store.process().cpu_time() - cpu_start, std::chrono::milliseconds(150))
+        << "it tries without a pause";
     ASSERT_EQ(prlimit(pid, RLIMIT_NOFILE, &before, nullptr), 0);
     opening.join();
     ASSERT_NE(second, nullptr);

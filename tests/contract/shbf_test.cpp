@@ -147,7 +147,8 @@ TEST_F(Shbf, TheArenaIsFourTimesTheFirstSize) {
     EXPECT_EQ(query().arena_bytes, 0U) << "none before the first allocation";
     shbf_free(shbfev_brd_alloc(channel.brd, 409600 + 32));
     const uint32_t page = static_cast<uint32_t>(sysconf(_SC_PAGESIZE));
-    EXPECT_EQ(query().arena_bytes, (sizeof(shbf::ArenaHead) + (409600U + 32) * 4 + page - 1) / page * page);
+    const size_t wanted = sizeof(shbf::ArenaHead) + size_t{4} * (409600 + 32);
+    EXPECT_EQ(query().arena_bytes, (wanted + page - 1) / page * page);
 }
 
 TEST_F(Shbf, TheArenaHasALeastSize) {

@@ -1,12 +1,14 @@
 #include "support/process.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
-#include <spawn.h>
 #include <stdexcept>
+#include <sys/prctl.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 namespace support {
@@ -36,28 +38,56 @@ std::vector<char *> pointers(std::vector<std::string> &texts) {
     return result;
 }
 
+/* The child's side: becomes the program, or says why not. Only what is allowed between fork and exec. */
+[[noreturn]] void become(char *const *argv, char *const *environment, pid_t parent, int output, int failure) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const int input = open("/dev/null", O_RDONLY);
+    if (getppid() == parent && input >= 0 && dup2(input, STDIN_FILENO) >= 0 &&
+        dup2(output, STDOUT_FILENO) >= 0 && dup2(output, STDERR_FILENO) >= 0) {
+        if (input != STDIN_FILENO) {
+            close(input);
+        }
+        execvpe(argv[0], argv, environment);
+    }
+    [[maybe_unused]] const ssize_t written = write(failure, &errno, sizeof errno);
+    _exit(127);
+}
+
+/* The pipe's reading end: its writing end lives in the child alone, and says nothing when that has become the
+ * program. */
+bool has_failed(int failure) {
+    int error = 0;
+    return read(failure, &error, sizeof error) > 0;
+}
+
 } // namespace
 
 Process::Process(std::vector<std::string> argv, const Environment &extra) {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    int output[2];
+    int failure[2];
+    if (pipe2(output, O_CLOEXEC) != 0 || pipe2(failure, O_CLOEXEC) != 0) {
         throw std::runtime_error("cannot make a pipe");
     }
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions, ends[1], STDERR_FILENO);
     std::vector<std::string> environment = merged_environment(extra);
-    const int error = posix_spawnp(&pid_, argv.at(0).c_str(), &actions, nullptr, pointers(argv).data(),
-                                   pointers(environment).data());
-    posix_spawn_file_actions_destroy(&actions);
-    close(ends[1]);
-    if (error != 0) {
-        close(ends[0]);
+    const std::vector<char *> argv_pointers = pointers(argv);
+    const std::vector<char *> environment_pointers = pointers(environment);
+    const pid_t parent = getpid();
+    pid_ = fork();
+    if (pid_ == 0) {
+        become(argv_pointers.data(), environment_pointers.data(), parent, output[1], failure[1]);
+    }
+    close(output[1]);
+    close(failure[1]);
+    const bool failed = pid_ < 0 || has_failed(failure[0]);
+    close(failure[0]);
+    if (failed) {
+        close(output[0]);
+        if (pid_ > 0) {
+            waitpid(pid_, nullptr, 0);
+        }
         throw std::runtime_error("cannot start " + argv.at(0));
     }
-    reader_ = std::thread([this, fd = ends[0]] { read_output(fd); });
+    reader_ = std::thread([this, fd = output[0]] { read_output(fd); });
 }
 
 Process::~Process() {
@@ -127,6 +157,15 @@ void Process::signal(int number) const {
     if (!status_) {
         kill(pid_, number);
     }
+}
+
+std::chrono::nanoseconds Process::cpu_time() const {
+    clockid_t clock = 0;
+    timespec used{};
+    if (clock_getcpuclockid(pid_, &clock) != 0 || clock_gettime(clock, &used) != 0) {
+        throw std::runtime_error("the process has gone");
+    }
+    return std::chrono::seconds(used.tv_sec) + std::chrono::nanoseconds(used.tv_nsec);
 }
 
 std::optional<int> Process::wait(std::chrono::milliseconds deadline) {

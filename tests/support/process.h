@@ -25,7 +25,8 @@ class Process {
     /*
      * Starts argv[0] (a path, or a name looked up in PATH) with the caller's environment and `extra` on top.
      * Standard output and standard error are read together into lines(). Throws std::runtime_error when it
-     * cannot start.
+     * cannot start. It is killed when the thread that made it ends, in whatever way: also with a test that
+     * was itself killed.
      */
     explicit Process(std::vector<std::string> argv, const Environment &extra = {});
 
@@ -46,6 +47,9 @@ class Process {
     std::string output() const;
 
     void signal(int number) const;
+
+    /* What the process has used of the processor so far. While it runs. */
+    std::chrono::nanoseconds cpu_time() const;
 
     /* Waits for the end. The wait status (WIFEXITED and so on), or nothing when it still runs at the
      * deadline. */

@@ -5,6 +5,7 @@
 #include "strellctl/clock.h"
 #include "strellctl/diagnosis.h"
 #include "strellctl/failure.h"
+#include "strellctl/gstreamer.h"
 #include "strellctl/live_lines.h"
 #include "strellctl/output.h"
 #include "strellctl/receiver.h"
@@ -18,8 +19,6 @@ namespace ctl {
 namespace {
 
 constexpr uint64_t silence_max_us = 5 * us_per_s;
-constexpr uint64_t key_frame_again_us = 2 * us_per_s;
-constexpr uint64_t key_frame_max_us = 10 * us_per_s;
 constexpr double until_interrupted_s = 1e9;
 
 /* On a terminal, what has come so far. */
@@ -38,25 +37,33 @@ class Progress {
     uint64_t told_us_ = 0;
 };
 
-/* From the request on; the encoder may have missed it. */
+/* Asks for a key frame while one is needed, and again when the encoder has missed it. */
 class KeyFrameRequests {
   public:
-    explicit KeyFrameRequests(Receiver *video) : video_(video) { video_->request_key_frame(); }
+    explicit KeyFrameRequests(Receiver *video) : video_(video) {}
 
-    void look(uint64_t now_us) {
-        if (now_us - began_us_ >= key_frame_max_us) {
-            throw Failure("frames come, but no key frame among them: see the log of strell_v2");
+    void look(bool needed, uint64_t now_us) {
+        if (!needed) {
+            since_us_ = 0;
+            return;
         }
-        if (now_us - asked_us_ >= key_frame_again_us) {
+        if (since_us_ == 0 || now_us - asked_us_ >= again_us) {
             video_->request_key_frame();
+            since_us_ = since_us_ == 0 ? now_us : since_us_;
             asked_us_ = now_us;
+        }
+        if (now_us - since_us_ >= most_us) {
+            throw Failure("frames come, but no key frame among them: see the log of strell_v2");
         }
     }
 
   private:
+    static constexpr uint64_t again_us = 2 * us_per_s;
+    static constexpr uint64_t most_us = 10 * us_per_s;
+
     Receiver *video_;
-    uint64_t began_us_ = monotonic_us();
-    uint64_t asked_us_ = began_us_;
+    uint64_t since_us_ = 0; // when the need arose; 0 while there is none
+    uint64_t asked_us_ = 0;
 };
 
 /* Until the recording is complete or Ctrl-C. Throws Failure for every other end. */
@@ -64,13 +71,11 @@ void take_frames(Receiver *video, const Stream &stream, Recorder *recorder, cons
     KeyFrameRequests requests(video);
     Progress progress;
     for (;;) {
+        requests.look(recorder->waits_for_key_frame(), monotonic_us());
         switch (video->wait(monotonic_us() + silence_max_us, interrupt)) {
         case Receiver::Outcome::frame:
             if (!recorder->add(video->frame())) {
                 return;
-            }
-            if (recorder->frames() == 0) {
-                requests.look(monotonic_us());
             }
             progress.tell(*recorder, monotonic_us());
             break;
@@ -88,8 +93,9 @@ void take_frames(Receiver *video, const Stream &stream, Recorder *recorder, cons
 void tell_result(const std::string &path, const Recorder &recorder) {
     const std::string text = printable(path) + ": " + recorder.text();
     path == "-" ? notice(text) : print_line(text);
-    if (recorder.lost() > 0) {
-        notice(count_text(recorder.lost(), "frame") + " got lost on the way and are missing in it");
+    if (recorder.missing() > 0) {
+        notice(count_text(recorder.missing(), "frame") +
+               " missing in it: lost on the way, or not decodable without those");
     }
 }
 
@@ -114,6 +120,7 @@ int run_record(const Arguments &arguments) {
     const Ending &ending = ending_of(path);
     const double seconds = arguments.seconds("-t", until_interrupted_s);
     const Interrupt interrupt;
+    start_gstreamer(); // takes its time, in which frames would be missed
     Receiver video(stream);
     Recorder recorder(seconds, {.read_format = format_in_bitstream, .open = [&](const StreamFormat &format) {
                                     check_codec(ending, format.codec, stream.name);

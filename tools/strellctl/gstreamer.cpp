@@ -28,14 +28,6 @@ struct Unref {
 template <typename T>
 using Held = std::unique_ptr<T, Unref>;
 
-void start_gstreamer() {
-    GError *error = nullptr;
-    if (gst_is_initialized() == FALSE && gst_init_check(nullptr, nullptr, &error) == FALSE) {
-        const std::unique_ptr<GError, ErrorFree> held(error);
-        throw Failure(std::string("GStreamer does not start: ") + (error != nullptr ? error->message : "?"));
-    }
-}
-
 GstElement *build(const std::string &description) {
     start_gstreamer();
     GError *error = nullptr;
@@ -66,6 +58,14 @@ std::string sentence(GstMessage *message) {
 }
 
 } // namespace
+
+void start_gstreamer() {
+    GError *error = nullptr;
+    if (gst_is_initialized() == FALSE && gst_init_check(nullptr, nullptr, &error) == FALSE) {
+        const std::unique_ptr<GError, ErrorFree> held(error);
+        throw Failure(std::string("GStreamer does not start: ") + (error != nullptr ? error->message : "?"));
+    }
+}
 
 std::string source_caps(Codec codec) {
     return std::string(codec == Codec::h264 ? "video/x-h264" : "video/x-h265") +

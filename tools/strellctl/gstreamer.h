@@ -2,7 +2,8 @@
  * What strellctl uses of GStreamer: a pipeline with one application source, run to its end.
  *
  * Parsers tell codec and size from a bitstream (bitstream.h), muxers write MP4 and Matroska
- * (recording_muxed.cpp). GStreamer is started by the first pipeline; commands that need none do without it.
+ * (recording_muxed.cpp). GStreamer is started by the first pipeline, if not
+ * before; commands that need none do without it.
  *
  * Threads: one at a time.
  */
@@ -19,6 +20,9 @@
 typedef struct _GstElement GstElement;
 
 namespace ctl {
+
+/* Once, or again to no effect. Throws Failure when it cannot start. */
+void start_gstreamer();
 
 /* What a pipeline is fed with: "video/x-h265,stream-format=byte-stream,alignment=au". */
 std::string source_caps(Codec codec);

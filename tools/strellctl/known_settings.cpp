@@ -83,7 +83,7 @@ constexpr std::array table = {
                  "high dynamic range"},
     KnownSetting{"flicker", "nvram", choice_objection, "50|60", "50", Applies::at_start,
                  "mains frequency in Hz, against flicker"},
-    KnownSetting{"regioncode", "nvram", region_objection, "two letters", "none", Applies::at_start,
+    KnownSetting{"regioncode", "nvram", region_objection, "two capital letters", "none", Applies::at_start,
                  "layout of the time stamp: US, IN and HW have their own"},
     KnownSetting{"motion_detection_enable", "nvram", choice_objection, "on|off", "off", Applies::at_start,
                  "motion tracking"},

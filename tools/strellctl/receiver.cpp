@@ -86,10 +86,10 @@ Receiver::Outcome Receiver::wait(uint64_t deadline_us, const Interrupt &interrup
         if (result < 0 && result != -EINTR) {
             return Outcome::gone;
         }
+        if (monotonic_us() >= deadline_us) {
+            return Outcome::time_is_up;
+        }
         if (result == 0) {
-            if (monotonic_us() >= deadline_us) {
-                return Outcome::time_is_up;
-            }
             pollfd entries[] = {{shbf_rcv_fd(receiver_), POLLIN, 0}, {interrupt.fd(), POLLIN, 0}};
             poll(entries, std::size(entries), timeout_ms(deadline_us));
         }

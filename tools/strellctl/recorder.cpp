@@ -22,17 +22,23 @@ void Recorder::begin(const FrameView &frame) {
     first_ = frame.info;
 }
 
+void Recorder::count_losses(const FrameView &frame) {
+    const bool restarted = frame.info.seq <= last_.seq;
+    const uint32_t lost = restarted ? frame.info.seq : frame.info.seq - last_.seq - 1;
+    missing_ += lost;
+    waits_for_key_frame_ = waits_for_key_frame_ || lost > 0;
+}
+
 /*
  * A new profile restarts the encoder, so its count begins anew. The header's words of the board alone are
  * not to be trusted with what they mean, but a change of them is a reason to look.
  */
 void Recorder::check(const FrameView &frame) {
-    const bool restarted = frame.info.seq <= last_.seq;
-    lost_ += restarted ? frame.info.seq : frame.info.seq - last_.seq - 1;
     if (frame.info.timestamp_us <= last_.timestamp_us) {
         throw Failure("the capture times of the frames do not advance, so they cannot be recorded");
     }
-    if (!restarted && frame.info.board0 == last_.board0 && frame.info.board24 == last_.board24) {
+    if (frame.info.seq > last_.seq && frame.info.board0 == last_.board0 &&
+        frame.info.board24 == last_.board24) {
         return;
     }
     const std::optional<StreamFormat> format = outside_.read_format(frame.payload);
@@ -42,24 +48,36 @@ void Recorder::check(const FrameView &frame) {
     }
 }
 
+void Recorder::write(const FrameView &frame, uint64_t time_us) {
+    const uint64_t duration_us = frames_ > 0 ? frame.info.timestamp_us - last_.timestamp_us : 0;
+    recording_->write(frame.payload, time_us);
+    end_us_ = time_us + duration_us;
+    ++frames_;
+    bytes_ += frame.payload.size();
+}
+
 bool Recorder::add(const FrameView &frame) {
+    const bool key = frame.info.is_key != 0;
     if (recording_ == nullptr) {
-        if (frame.info.is_key == 0) {
+        if (!key) {
             return true;
         }
         begin(frame);
     } else {
+        count_losses(frame);
         check(frame);
-        last_duration_us_ = frame.info.timestamp_us - last_.timestamp_us;
     }
     const uint64_t time_us = frame.info.timestamp_us - first_.timestamp_us;
     if (time_us >= length_us_) {
         return false;
     }
-    recording_->write(frame.payload, time_us);
+    waits_for_key_frame_ = waits_for_key_frame_ && !key;
+    if (waits_for_key_frame_) {
+        ++missing_;
+    } else {
+        write(frame, time_us);
+    }
     last_ = frame.info;
-    ++frames_;
-    bytes_ += frame.payload.size();
     return true;
 }
 
@@ -70,7 +88,7 @@ void Recorder::finish() {
 }
 
 double Recorder::seconds() const {
-    return frames_ == 0 ? 0 : seconds_of(last_.timestamp_us - first_.timestamp_us + last_duration_us_);
+    return seconds_of(end_us_);
 }
 
 std::string Recorder::text() const {

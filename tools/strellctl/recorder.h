@@ -42,7 +42,12 @@ class Recorder {
 
     uint64_t frames() const { return frames_; }
     uint64_t bytes() const { return bytes_; }
-    uint64_t lost() const { return lost_; } // by the gaps in the encoder's count
+
+    /* How many are missing: lost on the way, by the gaps in the encoder's count, or left out after those. */
+    uint64_t missing() const { return missing_; }
+
+    /* Nothing is recorded before the next key frame: worth asking for one. */
+    bool waits_for_key_frame() const { return waits_for_key_frame_; }
 
     /* From the first frame to the end of the last one. */
     double seconds() const;
@@ -52,18 +57,21 @@ class Recorder {
 
   private:
     void begin(const FrameView &frame);
+    void count_losses(const FrameView &frame);
     void check(const FrameView &frame);
+    void write(const FrameView &frame, uint64_t time_us);
 
     const uint64_t length_us_;
     Outside outside_;
     std::unique_ptr<Recording> recording_;
     StreamFormat format_{};
     VideoFrameInfo first_{};
-    VideoFrameInfo last_{};
-    uint64_t last_duration_us_ = 0;
+    VideoFrameInfo last_{}; // that came
+    uint64_t end_us_ = 0;   // of the last that was recorded
+    bool waits_for_key_frame_ = true;
     uint64_t frames_ = 0;
     uint64_t bytes_ = 0;
-    uint64_t lost_ = 0;
+    uint64_t missing_ = 0;
 };
 
 } // namespace ctl

@@ -16,7 +16,7 @@ constexpr int32_t default_timeout = -1;
 } // namespace
 
 StoreWatch::StoreWatch(Changed changed) : changed_(std::move(changed)) {
-    Store(); // says in a sentence when nobody is there; the handle below would wait for it silently
+    const Store probe; // says in a sentence when nobody is there; the handle below would wait for it silently
     loop_ = ev_loop_new(EVFLAG_AUTO);
     handle_ = libmortoxev_config_open(loop_, 0);
 }

@@ -21,7 +21,7 @@ std::string bitrate_text(double bits_per_s);
 /* "3 frames", "1 frame". */
 std::string count_text(uint64_t count, const char *noun);
 
-/* The text with control characters spelled out ("\\x1b"), so that nothing that another process wrote can
+/* The text with control characters spelled out ("\x1b"), so that nothing that another process wrote can
  * command the terminal. */
 std::string printable(const std::string &text);
 

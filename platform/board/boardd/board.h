@@ -28,7 +28,8 @@
 
 namespace board {
 
-/* How long board_system_init waits for frames before it lets them come later. Less than a client waits. */
+/* How long board_system_init waits for frames before it lets them come later. Starting encoders and capture
+ * comes on top, and a client waits for init_timeout_ms in all. */
 constexpr int32_t init_patience_ms = 1700;
 /* How long the streams are silent before they report that the source has failed, ... */
 constexpr int32_t source_patience_ms = 3000;

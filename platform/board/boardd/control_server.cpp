@@ -9,7 +9,6 @@
 #include <cstring>
 #include <stdexcept>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -19,46 +18,14 @@ namespace {
 
 constexpr size_t connections_max = 32;
 constexpr int backlog = 16;
+constexpr ev_tstamp accept_pause_s = 0.1;
 
-[[noreturn]] void fail(int fd, const std::string &what) {
-    const int error = errno;
-    close(fd);
-    throw std::runtime_error(what + ": " + std::strerror(error));
-}
-
-/* Whether somebody answers at the address. A boardd that hangs does, too. */
-bool is_served(const sockaddr_un &address, socklen_t length) {
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    const bool served =
-        connect(fd, reinterpret_cast<const sockaddr *>(&address), length) == 0 || errno == EAGAIN;
-    close(fd);
-    return served;
-}
-
-/* Makes room for a new socket where a dead one stands. */
-void clear_the_way(const sockaddr_un &address, socklen_t length) {
-    struct stat status {};
-    if (lstat(address.sun_path, &status) != 0) {
-        return;
+[[noreturn]] void cannot_serve(const std::string &path, int error) {
+    if (error == -EADDRINUSE) {
+        throw std::runtime_error("another boardd runs already at " + path +
+                                 ": stop it first, or set STRELL_RUN_DIR for a board of your own");
     }
-    const std::string path = address.sun_path;
-    if (!S_ISSOCK(status.st_mode)) {
-        throw std::runtime_error(path + " is in the way and is no socket: remove it");
-    }
-    if (is_served(address, length)) {
-        throw std::runtime_error("another boardd runs already at " + path + ": stop it first");
-    }
-    unlink(address.sun_path);
-}
-
-int listen_at(const sockaddr_un &address, socklen_t length) {
-    clear_the_way(address, length);
-    const int fd = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-    if (fd < 0 || bind(fd, reinterpret_cast<const sockaddr *>(&address), length) != 0 ||
-        listen(fd, backlog) != 0) {
-        fail(fd, std::string("cannot serve ") + address.sun_path);
-    }
-    return fd;
+    throw std::runtime_error("cannot serve " + path + ": " + run_dir_listen_problem(error));
 }
 
 constexpr int no_file = -1;
@@ -86,19 +53,21 @@ ssize_t send_packet(int fd, std::span<uint8_t> packet, int file) {
 ControlServer::ControlServer(struct ev_loop *loop) : loop_(loop) {
     sockaddr_un address{};
     const int length = run_dir_address(control_path, &address);
-    if (length < 0) {
-        throw std::runtime_error("the path in STRELL_RUN_DIR is too long for a socket");
+    path_ = length < 0 ? control_path : address.sun_path;
+    listener_ = run_dir_listen(control_path, SOCK_SEQPACKET, backlog);
+    if (listener_ < 0) {
+        cannot_serve(path_, listener_);
     }
-    path_ = address.sun_path;
-    listener_ = listen_at(address, static_cast<socklen_t>(length));
     ev_io_init(&watcher_, on_listener, listener_, EV_READ);
-    watcher_.data = this;
+    ev_timer_init(&accept_again_, on_accept_again, accept_pause_s, 0.);
+    watcher_.data = accept_again_.data = this;
     ev_io_start(loop_, &watcher_);
 }
 
 ControlServer::~ControlServer() {
     unlink(path_.c_str());
     ev_io_stop(loop_, &watcher_);
+    ev_timer_stop(loop_, &accept_again_);
     close(listener_);
     for (auto &[id, connection] : connections_) {
         ev_io_stop(loop_, &connection->watcher);
@@ -110,11 +79,31 @@ void ControlServer::on_listener(struct ev_loop * /*loop*/, ev_io *watcher, int /
     static_cast<ControlServer *>(watcher->data)->accept_one();
 }
 
+void ControlServer::on_accept_again(struct ev_loop *loop, ev_timer *timer, int /*events*/) {
+    ev_io_start(loop, &static_cast<ControlServer *>(timer->data)->watcher_);
+}
+
+/* The client that cannot be taken stays in the queue and would wake the loop without end. */
+void ControlServer::accept_later(int error) {
+    if (!accept_failing_) {
+        log_line("cannot take new clients at present: %s", std::strerror(error));
+    }
+    accept_failing_ = true;
+    ev_io_stop(loop_, &watcher_);
+    ev_timer_set(&accept_again_, accept_pause_s, 0.);
+    ev_timer_start(loop_, &accept_again_);
+}
+
 void ControlServer::accept_one() {
     const int fd = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
     if (fd < 0) {
+        const int error = errno;
+        if (error != EAGAIN && error != EINTR && error != ECONNABORTED) {
+            accept_later(error);
+        }
         return;
     }
+    accept_failing_ = false;
     if (connections_.size() >= connections_max) {
         log_line("a client was turned away: %zu are connected already", connections_.size());
         close(fd);
@@ -174,7 +163,12 @@ void ControlServer::reply_with_file(ClientId client, const ControlRequest &reque
         return;
     }
     std::array<uint8_t, control_packet_max_bytes> packet;
-    const ControlReply header = {control_magic, request.op, request.id, result};
+    ControlReply header = {control_magic, request.op, request.id, result};
+    if (payload.size() > packet.size() - sizeof header) {
+        log_line("the reply to request %u would be too large: %zu bytes", request.op, payload.size());
+        header.result = -EMSGSIZE;
+        payload = {};
+    }
     const size_t length = sizeof header + payload.size();
     std::memcpy(packet.data(), &header, sizeof header);
     std::copy(payload.begin(), payload.end(), packet.begin() + sizeof header);

@@ -2,7 +2,7 @@
  * The control socket: packets in, packets out. What they ask for is judged elsewhere (requests.h).
  *
  * Threads: the loop thread. A client that sends what is no request, or does not fetch its replies, is
- * disconnected; the others notice nothing.
+ * disconnected; the others notice nothing. New clients wait while the process has no descriptors for them.
  */
 #ifndef PLATFORM_BOARD_BOARDD_CONTROL_SERVER_H
 #define PLATFORM_BOARD_BOARDD_CONTROL_SERVER_H
@@ -50,7 +50,8 @@ class ControlServer {
     /* The socket's path, for people. */
     const std::string &path() const { return path_; }
 
-    /* Answers a request. Nothing happens when the client has gone. */
+    /* Answers a request; with -EMSGSIZE instead when the payload does not fit into a packet. Nothing happens
+     * when the client has gone. */
     void reply(ClientId client, const ControlRequest &request, int32_t result,
                std::span<const uint8_t> payload);
 
@@ -68,7 +69,9 @@ class ControlServer {
 
     static void on_listener(struct ev_loop *loop, ev_io *watcher, int events);
     static void on_connection(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_accept_again(struct ev_loop *loop, ev_timer *timer, int events);
     void accept_one();
+    void accept_later(int error);
     bool read_one(Connection &connection);
     void disconnect(ClientId id);
 
@@ -77,6 +80,8 @@ class ControlServer {
     std::string path_;
     int listener_;
     ev_io watcher_{};
+    ev_timer accept_again_{};
+    bool accept_failing_ = false;
     ClientId next_id_ = 1;
     std::map<ClientId, std::unique_ptr<Connection>> connections_;
 };

@@ -1,6 +1,7 @@
 #include "board/boardd/frame_channel.h"
 
 #include "libshbf.h"
+#include "run_dir/run_dir.h"
 
 #include <cerrno>
 #include <cstring>
@@ -19,7 +20,8 @@ FrameChannel::FrameChannel(struct ev_loop *loop, const char *path, Callbacks cal
     const int32_t started = shbfev_brd_start(loop, channel_);
     if (started < 0) {
         shbfev_brd_destroy(channel_);
-        throw std::runtime_error(std::string("cannot serve ") + path + ": " + std::strerror(-started));
+        throw std::runtime_error(std::string("cannot serve ") + path + ": " +
+                                 run_dir_listen_problem(started));
     }
     // The first size decides how much memory the channel has.
     shbf_free(shbfev_brd_alloc(channel_, venc_frame_max_bytes + sizeof(VencRecord)));

@@ -11,6 +11,7 @@ namespace board {
 namespace {
 
 constexpr int exit_usage = 2;
+constexpr size_t source_max_bytes = 4096; // of a path, too
 
 constexpr char help_text[] = R"(boardd: the software board, a camera's sensor and encoders in one process
 
@@ -22,13 +23,22 @@ constexpr char help_text[] = R"(boardd: the software board, a camera's sensor an
                       a GStreamer source               'v4l2src device=/dev/video0'
                                                        'rtspsrc location=rtsp://host/path latency=200'
                                                        'videotestsrc pattern=smpte is-live=true'
-                    A source that fails or ends is started again.
+                    A source that fails or ends is started again. At most 4096 bytes.
   --sensor CLASS    which sensor is fitted: 400 for 2560x1440 (this is the default), 300 for 2304x1296
   --help            this text
 
 It serves until SIGTERM or SIGINT. Its sockets are under /run, or under STRELL_RUN_DIR when that is set.
 boardctl shows what it does and makes it misbehave.
 )";
+
+bool read_source(const char *text, Options &options) {
+    if (std::strlen(text) > source_max_bytes) {
+        log_line("--source takes at most %zu bytes, not %zu", source_max_bytes, std::strlen(text));
+        return false;
+    }
+    options.source = text;
+    return true;
+}
 
 bool read_sensor(const char *text, Options &options) {
     if (std::strcmp(text, "300") != 0 && std::strcmp(text, "400") != 0) {
@@ -49,12 +59,11 @@ Options read_options(int argc, char **argv) {
     Options options;
     int chosen = 0;
     while (options.exit_code < 0 && (chosen = getopt_long(argc, argv, "h", long_options, nullptr)) != -1) {
-        if (chosen == 's') {
-            options.source = optarg;
-        } else if (chosen == 'h') {
+        if (chosen == 'h') {
             std::fputs(help_text, stdout);
             options.exit_code = 0;
-        } else if (chosen != 'c' || !read_sensor(optarg, options)) {
+        } else if (!((chosen == 's' && read_source(optarg, options)) ||
+                     (chosen == 'c' && read_sensor(optarg, options)))) {
             options.exit_code = exit_usage;
         }
     }

@@ -20,6 +20,21 @@ void add(json_object *object, const char *name, const std::string &value) {
     json_object_object_add(object, name, json_object_new_string(value.c_str()));
 }
 
+// A byte of text takes up to six of JSON, and the reply is to fit into a packet whatever a source is called
+// and says.
+std::string shortened(const std::string &text) {
+    constexpr size_t shown_bytes = 1000;
+    static_assert(shown_bytes * 2 * 6 < control_packet_max_bytes - 4000);
+    if (text.size() <= shown_bytes) {
+        return text;
+    }
+    size_t end = shown_bytes;
+    while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xc0) == 0x80) {
+        --end; // not in the middle of a character
+    }
+    return text.substr(0, end) + "...";
+}
+
 const char *phase_name(Phase phase) {
     switch (phase) {
     case Phase::idle:
@@ -34,9 +49,9 @@ const char *phase_name(Phase phase) {
 json_object *source_object(const Board &board) {
     json_object *object = json_object_new_object();
     const char *state = board.phase() == Phase::idle ? "off" : "good";
-    add(object, "name", board.source().name());
+    add(object, "name", shortened(board.source().name()));
     add(object, "state", std::string(board.source_error().empty() ? state : "failing"));
-    add(object, "error", board.source_error());
+    add(object, "error", shortened(board.source_error()));
     add(object, "frames", int64_t{board.captured()});
     return object;
 }

@@ -21,10 +21,10 @@ std::atomic<int32_t> ended{0};
 
 /* Waits for the calls of other threads, but not for longer than a call may take. By the wall clock, which is
  * all that pthread_mutex_timedlock knows; when that jumps, the other calls' own limit still holds. */
-bool lock_calls() {
+bool lock_calls(uint32_t timeout_ms) {
     timespec deadline;
     clock_gettime(CLOCK_REALTIME, &deadline);
-    deadline.tv_sec += static_cast<time_t>(control_timeout_ms / 1000);
+    deadline.tv_sec += static_cast<time_t>(timeout_ms / 1000);
     return pthread_mutex_timedlock(&call_lock, &deadline) == 0;
 }
 
@@ -56,9 +56,9 @@ int32_t locked_call(const ControlCall &call, uint64_t deadline_us) {
 
 } // namespace
 
-int32_t link_call(const ControlCall &call) {
-    const uint64_t deadline_us = monotonic_us() + control_timeout_ms * uint64_t{1000};
-    if (!link_good() || !lock_calls()) {
+int32_t link_call(const ControlCall &call, uint32_t timeout_ms) {
+    const uint64_t deadline_us = monotonic_us() + timeout_ms * uint64_t{1000};
+    if (!link_good() || !lock_calls(timeout_ms)) {
         return -1;
     }
     const int32_t result = locked_call(call, deadline_us);

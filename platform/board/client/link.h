@@ -16,11 +16,10 @@
 namespace board {
 
 /*
- * One request to the board; connects first when this process has not yet. Takes at most control_timeout_ms,
- * the wait for calls of other threads included.
- * Result: the board's answer, or -1 when there is none.
+ * One request to the board; connects first when this process has not yet. Takes at most `timeout_ms`, the
+ * wait for calls of other threads included. Result: the board's answer, or -1 when there is none.
  */
-int32_t link_call(const ControlCall &call);
+int32_t link_call(const ControlCall &call, uint32_t timeout_ms = control_timeout_ms);
 
 /* True until the link has ended. */
 bool link_good();

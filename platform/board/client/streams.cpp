@@ -3,7 +3,8 @@
 // A frame is lost when the channel skipped it because venc_window were waiting already, when it waited for
 // longer than venc_fetch_within_us, when boardd had no room for it, or when it does not fit into the caller's
 // memory. However many frames a loss consists of, it is said once: with the first frame that comes after it
-// in hand. That frame stays held and is the answer to the next call, for it may be a key frame.
+// in hand. That frame stays held and is the answer to the next call, for it may be a key frame; unless that
+// call comes so late that the frame is lost, too.
 //
 // Where boardd misbehaves on demand it sends a venc_answer record in place of frames, and the answers are
 // counted here, since only this side knows of each fetch.
@@ -59,17 +60,22 @@ bool record_is_sound(const VencRecord &record, uint32_t size) {
     return answers && size == sizeof record && record.result <= 0 && record.result >= -2;
 }
 
+/* Drops the frame in hand when it has become too old. */
+void note_age(Stream &stream) {
+    if (stream.record.kind == venc_frame &&
+        monotonic_us() > stream.record.published_us + venc_fetch_within_us) {
+        stream.lost = true;
+        let_go(stream);
+    }
+}
+
 /* A frame came into hand: what does it say about losses? */
 void note_losses(Stream &stream) {
     if (stream.frame.skipped != stream.skipped || stream.record.lost_before != 0) {
         stream.lost = true;
     }
     stream.skipped = stream.frame.skipped;
-    if (stream.record.kind == venc_frame &&
-        monotonic_us() > stream.record.published_us + venc_fetch_within_us) {
-        stream.lost = true;
-        let_go(stream);
-    }
+    note_age(stream);
 }
 
 /* Begins, repeats or ends the answers that were asked for. */
@@ -181,6 +187,9 @@ int32_t hand_over(Stream &stream, void *payload, uint32_t capacity, VideoFrameIn
 }
 
 int32_t fetch(Stream &stream, void *payload, uint32_t capacity, VideoFrameInfo *info) {
+    if (stream.holding) {
+        note_age(stream); // the caller may have paused since the last fetch
+    }
     if (!find_frame(stream, monotonic_us() + fetch_wait_us)) {
         link_fail();
         return -1;

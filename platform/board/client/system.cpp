@@ -19,7 +19,7 @@ PLATFORM_API int32_t board_system_init(int32_t bind_status) {
     if (streams_running() || !link_good() || !streams_open()) {
         return -1;
     }
-    const int32_t result = link_call({op_system_init, bind_status, nullptr, 0, nullptr, 0});
+    const int32_t result = link_call({op_system_init, bind_status, nullptr, 0, nullptr, 0}, init_timeout_ms);
     if (result >= 0) {
         streams_start();
     } else {

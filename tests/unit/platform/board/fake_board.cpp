@@ -13,8 +13,11 @@ namespace fake {
 
 using namespace board;
 
-FakeBoard::FakeBoard()
-    : loop_(ev_loop_new(EVFLAG_AUTO)), listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)) {
+FakeBoard::FakeBoard(double init_delay_s)
+    : loop_(ev_loop_new(EVFLAG_AUTO)), listener_(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0)),
+      init_delay_s_(init_delay_s) {
+    ev_timer_init(&delay_, on_delay, 0., 0.);
+    delay_.data = this;
     sockaddr_un address{};
     const int length = run_dir_address(control_path, &address);
     if (bind(listener_, reinterpret_cast<sockaddr *>(&address), static_cast<socklen_t>(length)) != 0 ||
@@ -39,6 +42,7 @@ FakeBoard::FakeBoard()
 FakeBoard::~FakeBoard() {
     ev_async_send(loop_, &stop_);
     thread_.join();
+    ev_timer_stop(loop_, &delay_);
     for (shbfev_brd_t *channel : channels_) {
         shbfev_brd_destroy(channel);
     }
@@ -67,8 +71,25 @@ void FakeBoard::on_connection(struct ev_loop *loop, ev_io *watcher, int /*events
         ev_io_stop(loop, watcher);
         return;
     }
+    auto *self = static_cast<FakeBoard *>(watcher->data);
+    if (request.op != op_system_init || self->init_delay_s_ <= 0) {
+        self->answer(request);
+        return;
+    }
+    self->delayed_ = request;
+    ev_now_update(loop);
+    ev_timer_set(&self->delay_, self->init_delay_s_, 0.);
+    ev_timer_start(loop, &self->delay_);
+}
+
+void FakeBoard::on_delay(struct ev_loop * /*loop*/, ev_timer *timer, int /*events*/) {
+    const auto *self = static_cast<FakeBoard *>(timer->data);
+    self->answer(self->delayed_);
+}
+
+void FakeBoard::answer(const ControlRequest &request) const {
     const ControlReply reply = {control_magic, request.op, request.id, 0};
-    send(watcher->fd, &reply, sizeof reply, MSG_NOSIGNAL);
+    send(connection_watcher_.fd, &reply, sizeof reply, MSG_NOSIGNAL);
 }
 
 int32_t FakeBoard::on_message(void *self, int32_t /*receiver*/, const void *bytes, int32_t length) {

@@ -18,7 +18,8 @@ namespace fake {
 
 class FakeBoard {
   public:
-    FakeBoard();
+    /* Answers op_system_init only after `init_delay_s`; everything else at once. */
+    explicit FakeBoard(double init_delay_s = 0);
     ~FakeBoard();
     FakeBoard(const FakeBoard &) = delete;
     FakeBoard &operator=(const FakeBoard &) = delete;
@@ -35,6 +36,8 @@ class FakeBoard {
   private:
     static void on_listener(struct ev_loop *loop, ev_io *watcher, int events);
     static void on_connection(struct ev_loop *loop, ev_io *watcher, int events);
+    static void on_delay(struct ev_loop *loop, ev_timer *timer, int events);
+    void answer(const board::ControlRequest &request) const;
     static void on_stop(struct ev_loop *loop, ev_async *watcher, int events);
     static int32_t on_message(void *self, int32_t receiver, const void *bytes, int32_t length);
 
@@ -43,6 +46,9 @@ class FakeBoard {
     ev_io listener_watcher_{};
     ev_io connection_watcher_{};
     ev_async stop_{};
+    double init_delay_s_;
+    ev_timer delay_{};
+    board::ControlRequest delayed_{};
     shbfev_brd_t *channels_[board::venc_channels] = {};
     std::mutex mutex_;
     std::vector<std::string> messages_;

@@ -113,6 +113,19 @@ TEST_F(Streams, FramesThatWaitedForLongAreOneLoss) {
     EXPECT_EQ(fetch_seq(), 3);
 }
 
+TEST_F(Streams, AFrameThatWaitsInHandForLongIsLostToo) {
+    VencRecord record = frame_record(7, 5);
+    record.lost_before = 1;
+    board_.publish(bytes_of(record, "12345"));
+    EXPECT_EQ(fetch(), -2);
+    ASSERT_TRUE(support::eventually(
+        [&] { return monotonic_us() > record.published_us + venc_fetch_within_us; })); // the caller pauses
+    EXPECT_EQ(fetch_seq(), -1) << "a picture of long ago";
+    publish_frame(8);
+    EXPECT_EQ(fetch(), -2) << "that one was lost, too";
+    EXPECT_EQ(fetch_seq(), 8);
+}
+
 TEST_F(Streams, AFrameFromTheFutureIsTaken) {
     VencRecord record = frame_record(0, 5);
     record.published_us += 60'000'000;

@@ -1,0 +1,122 @@
+// strellctl where there is no camera: wrong usage, and what it says when nobody answers.
+
+#include "support/scratch.h"
+#include "tools/ctl.h"
+
+#include <gtest/gtest.h>
+
+using ctl_test::run_ctl;
+using ctl_test::Words;
+
+namespace {
+
+class NobodyThere : public testing::Test {
+  protected:
+    support::ScratchRunDir dir_;
+};
+
+TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
+    const Words wrong[] = {{},
+                           {"bogus"},
+                           {"--bogus"},
+                           {"watch"},
+                           {"watch", "third"},
+                           {"watch", "main", "sub"},
+                           {"watch", "main", "-t"},
+                           {"watch", "main", "-t", "soon"},
+                           {"watch", "main", "--fast"},
+                           {"record", "main"},
+                           {"record", "main", "x.avi"},
+                           {"record", "main", "-t", "0", "x.mp4"},
+                           {"idr"},
+                           {"idr", "both"},
+                           {"get"},
+                           {"get", "a b"},
+                           {"set", "flip"},
+                           {"set", "flip", "up"},
+                           {"set", "flop", "on"},
+                           {"set", "flip", "on", "off"},
+                           {"unset"},
+                           {"list", "all"},
+                           {"monitor", "a:"},
+                           {"reload", "now"},
+                           {"completion", "fish"},
+                           {"status", "main"}};
+    for (const Words &words : wrong) {
+        const auto outcome = run_ctl(words);
+        const std::string line = words.empty() ? "" : words[0] + " " + words.back();
+        EXPECT_EQ(outcome.exit_code, 2) << line << ": " << outcome.output;
+        EXPECT_EQ(outcome.output.rfind("strellctl: ", 0), 0U) << line << ": " << outcome.output;
+    }
+}
+
+TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
+    const auto help = run_ctl({"--help"});
+    EXPECT_EQ(help.exit_code, 0);
+    for (const char *name : {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor",
+                             "reload", "completion"}) {
+        EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
+        for (const char *option : {"--help", "-h"}) {
+            const auto one = run_ctl({name, option});
+            EXPECT_EQ(one.exit_code, 0) << name;
+            EXPECT_EQ(one.output.rfind(std::string("usage: strellctl ") + name, 0), 0U) << one.output;
+        }
+    }
+    const auto version = run_ctl({"--version"});
+    EXPECT_EQ(version.exit_code, 0);
+    EXPECT_EQ(version.output.rfind("strellctl ", 0), 0U);
+}
+
+TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
+    const Words commands[] = {
+        {"status"},        {"watch", "main"}, {"record", "sub", "-t", "1", dir_.file("x.mp4")},
+        {"idr", "sub"},    {"get", "flip"},   {"set", "flip", "on"},
+        {"unset", "flip"}, {"list"},          {"list", "--known"},
+        {"monitor"},       {"reload"}};
+    for (const Words &words : commands) {
+        const auto outcome = run_ctl(words);
+        EXPECT_EQ(outcome.exit_code, 1) << words[0] << ": " << outcome.output;
+        EXPECT_NE(outcome.output.find("strellctl: "), std::string::npos) << words[0];
+        EXPECT_NE(outcome.output.find("./dev run"), std::string::npos) << words[0] << ": " << outcome.output;
+        EXPECT_NE(outcome.output.find("STRELL_RUN_DIR"), std::string::npos) << words[0];
+    }
+    EXPECT_EQ(ctl_test::run_shell("ls", dir_.path()).output, "") << "no file is left behind";
+}
+
+TEST_F(NobodyThere, StatusTellsWhatIsKnown) {
+    const auto plain = run_ctl({"status"});
+    EXPECT_NE(plain.output.find("main   not served"), std::string::npos) << plain.output;
+    EXPECT_NE(plain.output.find("store  not there"), std::string::npos) << plain.output;
+    const auto json = ctl_test::objects(run_ctl({"status", "--json"}).output);
+    ASSERT_EQ(json.size(), 1U);
+    EXPECT_FALSE(json[0].truth("good"));
+    for (const char *part : {"channels.main.served", "channels.sub.served", "board.there", "store.there"}) {
+        EXPECT_FALSE(json[0].truth(part)) << part;
+    }
+    for (const char *part : {"channels.main.error", "board.error", "store.error"}) {
+        EXPECT_NE(json[0].text(part), "") << part;
+    }
+}
+
+TEST_F(NobodyThere, KnownSettingsAreListedWithoutAStore) {
+    const auto outcome = run_ctl({"list", "--known"});
+    EXPECT_NE(outcome.output.find("hot_config"), std::string::npos);
+    EXPECT_NE(outcome.output.find("no values are shown"), std::string::npos);
+}
+
+TEST_F(NobodyThere, CompletionIsAScriptThatBashTakes) {
+    const char *script = R"SH(
+        eval "$("$CTL" completion bash)"
+        for words in "strellctl w" "strellctl watch m" "strellctl set fl" "strellctl record main --" \
+            "strellctl list --k"; do
+            read -ra COMP_WORDS <<<"$words"
+            COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
+            _strellctl
+            echo "${COMPREPLY[*]}"
+        done)SH";
+    const auto outcome = ctl_test::run_shell(script, dir_.path());
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_EQ(outcome.output, "watch\nmain\nflip flicker\n--help\n--known\n");
+}
+
+} // namespace
