@@ -17,6 +17,7 @@
 #ifndef PLATFORM_BOARD_PROTOCOL_H
 #define PLATFORM_BOARD_PROTOCOL_H
 
+#include "board/picture_protocol.h"
 #include "libboardav.h"
 
 #include <stddef.h>
@@ -37,8 +38,8 @@ constexpr size_t control_packet_max_bytes = 16384; /* the largest record, either
 constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no reply by then has failed, ... */
 constexpr uint32_t init_timeout_ms = 5000; /* ... but op_system_init may start a camera or load a machine */
 
-/* What is asked. `value` and payload of the request; result and payload of the reply where there is more than
- * success. */
+/* What is asked; 0x10 to 0x3f are in picture_protocol.h. `value` and payload of the request; result and
+ * payload of the reply where there is more than success. */
 enum ControlOp : uint32_t {
     op_system_init = 1, /* value: bind_status. Answered once frames are on their way, or none will come */
     op_system_exit =
@@ -124,10 +125,11 @@ constexpr uint32_t venc_window = 32;                    /* frames that wait for 
 constexpr uint64_t venc_fetch_within_us = 2000000;      /* a frame not fetched by then counts as lost */
 
 enum VencRecordKind : uint32_t {
-    venc_frame = 1,  /* an encoded frame: info.len bytes follow */
-    venc_answer = 2, /* no frame: the next `count` fetches (0: all) answer `result` at once, until the next
-                        venc_frame record. After the last of them the client sends AnswersUsedUp. A record
-                        with the serial of the one before it is a repetition and changes nothing */
+    venc_frame = 1,   /* an encoded frame: info.len bytes follow */
+    venc_answer = 2,  /* no frame: the next `count` fetches (0: all) answer `result` at once, until the next
+                         venc_frame record. After the last of them the client sends AnswersUsedUp. A record
+                         with the serial of the one before it is a repetition and changes nothing */
+    venc_silence = 3, /* no frame until the next venc_frame record: answers end, fetches wait in vain */
 };
 
 /* In front of every access unit, and of every block from the microphone. 64 bytes. */

@@ -1,6 +1,7 @@
 // A process that uses libboardav, for tests that kill one or send it a signal.
 //
 //   board_client run            starts the board, says "running", fetches until it is killed
+//   board_client tune           starts the board, changes what can be changed, says "running" and waits
 //   board_client exit_on_term   starts the board; a SIGTERM at any moment shuts it down and ends with 255
 
 #include "libboardav.h"
@@ -33,6 +34,16 @@ int run() {
     return 1;
 }
 
+int tune() {
+    if (control_venc_dynamically(&profile) < 0 || board_system_init(1) < 0 || set_video_Vflip() < 0 ||
+        stop_stream() < 0 || switch_ch5_res(1) < 0) {
+        return 1;
+    }
+    say("running");
+    pause();
+    return 1;
+}
+
 void on_term(int /*signal*/) {
     board_system_exit();
     const char line[] = "exit returned\n";
@@ -57,6 +68,9 @@ int exit_on_term() {
 int main(int argc, char **argv) {
     if (argc == 2 && std::strcmp(argv[1], "run") == 0) {
         return run();
+    }
+    if (argc == 2 && std::strcmp(argv[1], "tune") == 0) {
+        return tune();
     }
     if (argc == 2 && std::strcmp(argv[1], "exit_on_term") == 0) {
         return exit_on_term();

@@ -2,6 +2,7 @@
 
 #include "board/boardd/log.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <stdexcept>
 #include <utility>
@@ -19,7 +20,7 @@ constexpr int32_t tick_ms = 250;
 } // namespace
 
 Board::Board(struct ev_loop *loop, Source source, const std::function<void()> &channel_lost)
-    : loop_(loop), source_(std::move(source)) {
+    : loop_(loop), source_(std::move(source)), snapshots_(loop) {
     for (size_t i = 0; i < channel_count; ++i) {
         channels_[i] = std::make_unique<EncoderChannel>(
             loop_, static_cast<int32_t>(i),
@@ -106,8 +107,12 @@ void Board::stop_everything() {
     for (size_t i = 0; i < channel_count; ++i) {
         stop_encoder(i);
         channels_[i]->release(Cause::source);
+        channels_[i]->release(Cause::stopped);
     }
     power_(false);
+    streaming_ = true;
+    picture_.set(PictureSettings());
+    snapshots_.cancel();
     bind_status_ = 0;
     source_error_.clear();
 }
@@ -123,7 +128,41 @@ int32_t Board::request_key_frame(int32_t index) {
     return 0;
 }
 
+void Board::set_streaming(bool on) {
+    if (on == streaming_) {
+        return;
+    }
+    streaming_ = on;
+    for (const std::unique_ptr<EncoderChannel> &channel : channels_) {
+        if (on) {
+            channel->release(Cause::stopped);
+        } else {
+            channel->hold(Cause::stopped, {true, 0, 0});
+        }
+    }
+}
+
+int32_t Board::set_bitrate(uint32_t index, uint32_t bitrate) {
+    if (phase_ == Phase::idle) {
+        return -ENODEV;
+    }
+    if (index >= channel_count || bitrate > static_cast<uint32_t>(bitrate_max)) {
+        return -EINVAL;
+    }
+    const int32_t target = std::max(static_cast<int32_t>(bitrate), bitrate_min);
+    profile_->channel[index].bitrate = target;
+    if (encoders_[index] == nullptr || !encoders_[index]->set_bitrate(target)) {
+        stop_encoder(index);
+        start_encoder(index);
+    }
+    return 0;
+}
+
 void Board::take_raw(GstBuffer *buffer, GstCaps *caps) {
+    snapshots_.offer(buffer, caps, picture_.changes_shown());
+    if (!streaming_) {
+        return;
+    }
     const std::lock_guard<std::mutex> lock(encoders_mutex_);
     for (const std::unique_ptr<Encoder> &encoder : encoders_) {
         if (encoder != nullptr) {
@@ -167,7 +206,7 @@ void Board::start_capture() {
     capture_started_ = ev_now(loop_);
     try {
         capture_ = std::make_unique<Capture>(
-            loop_, source_, capture_format(*profile_), *this,
+            loop_, source_, capture_format(*profile_), picture_, *this,
             Pipeline::Callbacks{[this](const std::string &why) { capture_failed(why); },
                                 [this] { capture_ended(); }});
     } catch (const std::runtime_error &error) {

@@ -15,6 +15,8 @@
 #include "board/boardd/capture.h"
 #include "board/boardd/encoder.h"
 #include "board/boardd/encoder_channel.h"
+#include "board/boardd/picture/picture.h"
+#include "board/boardd/picture/snapshots.h"
 
 #include <array>
 #include <ev.h>
@@ -68,11 +70,29 @@ class Board : public RawFrameSink {
     /* Whom to tell when power comes (init begins) and goes, on the loop thread; before the loop runs. */
     void on_power(std::function<void(bool on)> power) { power_ = std::move(power); }
 
+    /*
+     * Lets the streams rest, or go on with a key frame; the capture goes on. Nothing happens when they do
+     * already. Not while the board is idle.
+     */
+    void set_streaming(bool on);
+
+    /*
+     * A new target for one encoder, in bit/s; less than bitrate_min becomes that. It goes on without a break
+     * where it can, else it starts anew. 0, -ENODEV while the board is idle, or -EINVAL for what this board
+     * does not have.
+     */
+    int32_t set_bitrate(uint32_t index, uint32_t bitrate);
+
+    /* How the picture looks; changed by the controls. */
+    Picture &picture() { return picture_; }
+    Snapshots &snapshots() { return snapshots_; }
+
     EncoderChannel &channel(int32_t index) { return *channels_[static_cast<size_t>(index)]; }
 
     /* For the status. */
     const EncoderChannel &channel(int32_t index) const { return *channels_[static_cast<size_t>(index)]; }
     Phase phase() const { return phase_; }
+    bool streaming() const { return streaming_; }
     int32_t bind_status() const { return bind_status_; }
     const std::optional<VencConfig> &profile() const { return profile_; }
     const Source &source() const { return source_; }
@@ -114,6 +134,10 @@ class Board : public RawFrameSink {
     uint32_t captured_seen_ = 0;
     ev_tstamp last_picture_ = 0; /* loop time when captured() last grew */
     ev_tstamp capture_started_ = 0;
+
+    std::atomic<bool> streaming_{true};
+    Picture picture_;
+    Snapshots snapshots_;
 
     ev_async progress_{};
     ev_timer init_deadline_{};

@@ -2,7 +2,7 @@
 
 #include "board/boardd/sample.h"
 
-#include <ctime>
+#include <gst/video/video.h>
 #include <stdexcept>
 #include <utility>
 
@@ -20,7 +20,8 @@ std::string tail_description(const CaptureFormat &format, bool keeps_rate) {
            std::to_string(format.width) + ",height=" + std::to_string(format.height) +
            ",framerate=" + std::to_string(format.fps) +
            "/1 ! "
-           "textoverlay name=overlay halignment=left valignment=top shaded-background=true font-desc=\"Sans "
+           "textoverlay name=overlay silent=true halignment=left valignment=top shaded-background=true "
+           "font-desc=\"Sans "
            "14\" ! "
            "appsink name=frames enable-last-sample=false max-buffers=2 drop=true";
 }
@@ -37,21 +38,21 @@ GstElement *parse_tail(const std::string &description) {
     return pipeline;
 }
 
-/* "2026-11-21 07:16:15  #42" */
-std::string overlay_text(uint32_t frame) {
-    char text[64];
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    const size_t length = std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local);
-    return std::string(text, length) + "  #" + std::to_string(frame);
+/* The planes of a mapped frame. */
+Planes planes_of(GstVideoFrame *frame) {
+    const auto plane = [frame](guint i) {
+        return Plane{static_cast<uint8_t *>(GST_VIDEO_FRAME_COMP_DATA(frame, i)),
+                     GST_VIDEO_FRAME_COMP_STRIDE(frame, i), GST_VIDEO_FRAME_COMP_WIDTH(frame, i),
+                     GST_VIDEO_FRAME_COMP_HEIGHT(frame, i)};
+    };
+    return {plane(0), plane(1), plane(2)};
 }
 
 } // namespace
 
-Capture::Capture(struct ev_loop *loop, const Source &source, const CaptureFormat &format, RawFrameSink &sink,
-                 Pipeline::Callbacks callbacks)
-    : format_(format), sink_(sink),
+Capture::Capture(struct ev_loop *loop, const Source &source, const CaptureFormat &format, Picture &picture,
+                 RawFrameSink &sink, Pipeline::Callbacks callbacks)
+    : format_(format), is_scene_(source.is_scene()), picture_(picture), sink_(sink),
       pipeline_(std::make_unique<Pipeline>(loop, parse_tail(tail_description(format, source.is_scene())),
                                            std::move(callbacks))),
       linker_(std::make_unique<SourceLinker>(source.description(format.fps), pipeline_->gst(),
@@ -71,12 +72,50 @@ Capture::~Capture() {
     pipeline_.reset(); // its threads use the other members
 }
 
-GstPadProbeReturn Capture::on_overlay(GstPad *pad, GstPadProbeInfo * /*info*/, gpointer self) {
+/* Every frame on its way to the time stamp. */
+GstPadProbeReturn Capture::on_overlay(GstPad *pad, GstPadProbeInfo *info, gpointer self) {
+    auto *capture = static_cast<Capture *>(self);
+    const bool paints = capture->picture_.begin_frame(capture->is_scene_);
     GstElement *overlay = gst_pad_get_parent_element(pad);
-    const std::string text = overlay_text(static_cast<Capture *>(self)->frames());
-    g_object_set(overlay, "text", text.c_str(), nullptr);
+    capture->write_stamp(overlay);
     gst_object_unref(overlay);
+    GstCaps *caps = gst_pad_get_current_caps(pad);
+    if (caps != nullptr) {
+        GST_PAD_PROBE_INFO_DATA(info) = capture->process(GST_PAD_PROBE_INFO_BUFFER(info), caps, paints);
+        gst_caps_unref(caps);
+    }
     return GST_PAD_PROBE_OK;
+}
+
+/* A property that is set anew has its text drawn anew, so only when it is another. */
+void Capture::write_stamp(GstElement *overlay) {
+    std::string text = picture_.stamp(frames());
+    if (text != stamp_) {
+        g_object_set(overlay, "text", text.c_str(), "silent", text.empty() ? TRUE : FALSE, nullptr);
+        stamp_ = std::move(text);
+    }
+}
+
+/* The frame as the settings want it. A frame that others look at, too, is copied first. */
+GstBuffer *Capture::process(GstBuffer *buffer, GstCaps *caps, bool paints) {
+    GstVideoInfo format;
+    if (gst_video_info_from_caps(&format, caps) == 0) {
+        return buffer;
+    }
+    if (paints) {
+        buffer = gst_buffer_make_writable(buffer);
+    }
+    GstVideoFrame frame;
+    if (gst_video_frame_map(&frame, &format, buffer, paints ? GST_MAP_READWRITE : GST_MAP_READ) == 0) {
+        return buffer;
+    }
+    const Planes planes = planes_of(&frame);
+    if (paints) {
+        picture_.paint(planes, is_scene_, frames());
+    }
+    picture_.measure(planes.y);
+    gst_video_frame_unmap(&frame);
+    return buffer;
 }
 
 GstFlowReturn Capture::on_sample(GstAppSink *sink, gpointer self) {

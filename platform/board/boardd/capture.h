@@ -1,14 +1,15 @@
 /*
- * The sensor: raw frames of one size and rate from the chosen source, with the clock and a frame counter
- * drawn into them.
+ * The sensor: raw frames of one size and rate from the chosen source, looking as the picture's settings say,
+ * with the time stamp written into them.
  *
- *     source ! [decoder] ! videorate ! scale with borders ! I420 ! text ! appsink
+ *     source ! [decoder] ! videorate ! scale with borders ! I420 ! (picture) ! text ! appsink
  *
  * Threads: made and destroyed on the loop thread. Frames are delivered on the pipeline's own thread.
  */
 #ifndef PLATFORM_BOARD_BOARDD_CAPTURE_H
 #define PLATFORM_BOARD_BOARDD_CAPTURE_H
 
+#include "board/boardd/picture/picture.h"
 #include "board/boardd/pipeline.h"
 #include "board/boardd/profile.h"
 #include "board/boardd/source.h"
@@ -35,12 +36,12 @@ class RawFrameSink {
 class Capture {
   public:
     /*
-     * Starts. `callbacks` tell, on the loop thread, that the source has failed or come to its end; there are
-     * no more frames then. They may destroy the capture. Throws std::runtime_error when the source can not
-     * even be put together.
+     * Starts. `picture` and `sink` outlive this. `callbacks` tell, on the loop thread, that the source has
+     * failed or come to its end; there are no more frames then. They may destroy the capture. Throws
+     * std::runtime_error when the source can not even be put together.
      */
-    Capture(struct ev_loop *loop, const Source &source, const CaptureFormat &format, RawFrameSink &sink,
-            Pipeline::Callbacks callbacks);
+    Capture(struct ev_loop *loop, const Source &source, const CaptureFormat &format, Picture &picture,
+            RawFrameSink &sink, Pipeline::Callbacks callbacks);
     ~Capture();
     Capture(const Capture &) = delete;
     Capture &operator=(const Capture &) = delete;
@@ -53,9 +54,14 @@ class Capture {
   private:
     static GstPadProbeReturn on_overlay(GstPad *pad, GstPadProbeInfo *info, gpointer self);
     static GstFlowReturn on_sample(GstAppSink *sink, gpointer self);
+    void write_stamp(GstElement *overlay);
+    GstBuffer *process(GstBuffer *buffer, GstCaps *caps, bool paints);
     void deliver(GstSample *sample, GstClockTime base_time);
 
     CaptureFormat format_;
+    bool is_scene_;
+    Picture &picture_;
+    std::string stamp_; /* as it was last written; the pipeline's thread */
     RawFrameSink &sink_;
     std::atomic<uint32_t> frames_{0};
     std::unique_ptr<Pipeline> pipeline_;

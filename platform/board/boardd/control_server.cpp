@@ -35,6 +35,26 @@ bool has_more(int fd) {
     return recv(fd, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0;
 }
 
+constexpr int no_file = -1;
+
+ssize_t send_packet(int fd, std::span<uint8_t> packet, int file) {
+    iovec part = {packet.data(), packet.size()};
+    msghdr message{};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof file)] = {};
+    if (file != no_file) {
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr *header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof file);
+        std::memcpy(CMSG_DATA(header), &file, sizeof file);
+    }
+    return sendmsg(fd, &message, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
 } // namespace
 
 ControlServer::ControlServer(struct ev_loop *loop) : loop_(loop) {
@@ -146,6 +166,11 @@ bool ControlServer::read_one(Connection &connection) {
 
 void ControlServer::reply(ClientId client, const ControlRequest &request, int32_t result,
                           std::span<const uint8_t> payload) {
+    reply_with_file(client, request, result, payload, no_file);
+}
+
+void ControlServer::reply_with_file(ClientId client, const ControlRequest &request, int32_t result,
+                                    std::span<const uint8_t> payload, int file) {
     const auto found = connections_.find(client);
     if (found == connections_.end()) {
         return;
@@ -160,7 +185,7 @@ void ControlServer::reply(ClientId client, const ControlRequest &request, int32_
     const size_t length = sizeof header + payload.size();
     std::memcpy(packet.data(), &header, sizeof header);
     std::copy(payload.begin(), payload.end(), packet.begin() + sizeof header);
-    if (send(found->second->fd, packet.data(), length, MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+    if (send_packet(found->second->fd, std::span(packet).first(length), file) < 0) {
         // Not closed here, in the middle of its request: the hang-up is the next thing that is read.
         shutdown(found->second->fd, SHUT_RDWR);
     }

@@ -55,6 +55,10 @@ class ControlServer {
     void reply(ClientId client, const ControlRequest &request, int32_t result,
                std::span<const uint8_t> payload);
 
+    /* The same, with a file for the client to read. `file` stays the caller's. */
+    void reply_with_file(ClientId client, const ControlRequest &request, int32_t result,
+                         std::span<const uint8_t> payload, int file);
+
   private:
     struct Connection {
         ControlServer *server;

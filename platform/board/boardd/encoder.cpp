@@ -24,8 +24,13 @@ std::string number(int32_t value) {
     return std::to_string(value);
 }
 
-int32_t rate_buffer_bits(const VencChannel &channel) {
-    return std::min(channel.bitrate, rate_buffer_max_bits);
+int32_t rate_buffer_bits(int32_t bitrate) {
+    return std::min(bitrate, rate_buffer_max_bits);
+}
+
+/* The same as x264enc wants it: how long it takes to fill the buffer. */
+int32_t rate_buffer_fill_ms(int32_t bitrate) {
+    return static_cast<int32_t>(int64_t{rate_buffer_bits(bitrate)} * rate_buffer_ms / bitrate);
 }
 
 std::string h265_description(const VencChannel &channel) {
@@ -33,18 +38,17 @@ std::string h265_description(const VencChannel &channel) {
     return "x265enc name=encoder speed-preset=ultrafast tune=zerolatency log-level=none bitrate=" +
            number(channel.bitrate / 1000) + " key-int-max=" + number(channel.fps * key_frame_interval_s) +
            " option-string=\"scenecut=0:open-gop=0:info=0:vbv-maxrate=" + number(channel.bitrate / 1000) +
-           ":vbv-bufsize=" + number(rate_buffer_bits(channel) / 1000) +
+           ":vbv-bufsize=" + number(rate_buffer_bits(channel.bitrate) / 1000) +
            (threads ? ":frame-threads=1:pools=2:ctu=64" : ":frame-threads=1:pools=none:wpp=0") +
            "\" ! h265parse config-interval=-1 ! video/x-h265,stream-format=byte-stream,alignment=au";
 }
 
 std::string h264_description(const VencChannel &channel) {
     const bool threads = channel.width * channel.height >= threads_pay_from_pixels;
-    const int32_t buffer_ms =
-        static_cast<int32_t>(int64_t{rate_buffer_bits(channel)} * rate_buffer_ms / channel.bitrate);
     return "x264enc name=encoder speed-preset=ultrafast tune=zerolatency byte-stream=true bitrate=" +
            number(channel.bitrate / 1000) + " key-int-max=" + number(channel.fps * key_frame_interval_s) +
-           " vbv-buf-capacity=" + number(buffer_ms) + " threads=" + (threads ? "2" : "1") +
+           " vbv-buf-capacity=" + number(rate_buffer_fill_ms(channel.bitrate)) +
+           " threads=" + (threads ? "2" : "1") +
            " option-string=\"scenecut=0:open-gop=0\" ! h264parse config-interval=-1 ! "
            "video/x-h264,stream-format=byte-stream,alignment=au";
 }
@@ -74,7 +78,7 @@ GstElement *parse(const std::string &text) {
 
 Encoder::Encoder(struct ev_loop *loop, const VencChannel &channel, FrameSink &sink,
                  const std::function<void(const std::string &why)> &failed)
-    : sink_(sink), fps_(channel.fps), pace_(channel.fps),
+    : sink_(sink), channel_(channel), pace_(channel.fps),
       pipeline_(loop, parse(description(channel)), {failed, [failed] { failed("the encoder has ended"); }}),
       input_(GST_APP_SRC(pipeline_.element("input"))), output_(pipeline_.element("output")) {
     GstAppSinkCallbacks callbacks{};
@@ -97,7 +101,7 @@ void Encoder::set_input_caps(GstCaps *caps) {
         return;
     }
     GstCaps *own = gst_caps_copy(caps);
-    gst_caps_set_simple(own, "framerate", GST_TYPE_FRACTION, fps_, 1, nullptr);
+    gst_caps_set_simple(own, "framerate", GST_TYPE_FRACTION, channel_.fps, 1, nullptr);
     gst_app_src_set_caps(input_, own);
     gst_caps_unref(own);
     gst_caps_replace(&input_caps_, caps);
@@ -106,6 +110,20 @@ void Encoder::set_input_caps(GstCaps *caps) {
 void Encoder::request_key_frame() {
     gst_element_send_event(output_,
                            gst_video_event_new_upstream_force_key_unit(GST_CLOCK_TIME_NONE, TRUE, 0));
+}
+
+/* x265 keeps the limit that it was given at the start, x264 has it follow the target. */
+bool Encoder::set_bitrate(int32_t bitrate) {
+    const bool h264 = channel_.pt == 0;
+    if (!h264 && bitrate > channel_.bitrate) {
+        return false;
+    }
+    GstElement *encoder = pipeline_.element("encoder");
+    if (h264) {
+        g_object_set(encoder, "vbv-buf-capacity", static_cast<guint>(rate_buffer_fill_ms(bitrate)), nullptr);
+    }
+    g_object_set(encoder, "bitrate", static_cast<guint>(bitrate / 1000), nullptr);
+    return true;
 }
 
 GstFlowReturn Encoder::on_sample(GstAppSink *sink, gpointer self) {

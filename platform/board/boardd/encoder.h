@@ -51,12 +51,18 @@ class Encoder : public RawFrameSink {
     /* The next frame to go in comes out as a key frame. */
     void request_key_frame();
 
+    /*
+     * A new target bit rate, in the limits of profile.h, without a break. False when this encoder cannot go
+     * there: x265 takes any rate up to the one it started with, x264 any.
+     */
+    bool set_bitrate(int32_t bitrate);
+
   private:
     static GstFlowReturn on_sample(GstAppSink *sink, gpointer self);
     void set_input_caps(GstCaps *caps);
 
     FrameSink &sink_;
-    int32_t fps_;
+    VencChannel channel_; /* as it started */
     Pace pace_;
     GstCaps *input_caps_ = nullptr; /* what the capture last described its frames as; a reference */
     Pipeline pipeline_;             /* behind what its threads use, so that it goes first */

@@ -1,6 +1,7 @@
 #include "board/boardd/requests.h"
 
 #include "board/boardd/log.h"
+#include "board/boardd/picture/memory_file.h"
 #include "board/boardd/status.h"
 
 #include <cerrno>
@@ -49,6 +50,8 @@ const Requests::Row Requests::rows[] = {
     {op_volume, 0, Access::owner, &Requests::volume},
     {op_volume_preset, 0, Access::owner, &Requests::volume_preset},
     {op_hush, 0, Access::owner, &Requests::hush},
+    {op_jpeg_snapshot, 0, Access::anyone, &Requests::jpeg_snapshot},
+    {op_raw_frame, 0, Access::anyone, &Requests::raw_frame},
     {op_status, 0, Access::anyone, &Requests::status},
     {op_fault, sizeof(FaultRecord), Access::anyone, &Requests::fault},
 };
@@ -67,7 +70,7 @@ void Requests::request(ClientId client, const ControlRequest &header, std::span<
         }
         return;
     }
-    answer(call, -ENOSYS);
+    picture(call);
 }
 
 /* Why the client may not: a negative errno value, or 0. */
@@ -90,6 +93,7 @@ void Requests::gone(ClientId client) {
         log_line("the daemon has gone: idle");
         owner_ = 0;
         board_.power_off();
+        picture_.reset();
     }
 }
 
@@ -112,6 +116,7 @@ void Requests::system_exit(const Call &call) {
         log_line("shut down by the daemon: idle");
         owner_ = 0;
         board_.power_off();
+        picture_.reset();
     }
 }
 
@@ -139,7 +144,63 @@ void Requests::sensor_class(const Call &call) {
 }
 
 void Requests::status(const Call &call) {
-    answer(call, 0, bytes_of(status_json(board_, audio_, flag_300_, refusals_)));
+    answer(call, 0, bytes_of(status_json(board_, audio_, flag_300_, refusals_, picture_.notes())));
+}
+
+/* The picture's controls, which have their own table. */
+void Requests::picture(const Call &call) {
+    const std::optional<size_t> payload_bytes = PictureControls::payload_bytes(call.header.op);
+    if (!payload_bytes) {
+        answer(call, -ENOSYS);
+        return;
+    }
+    const int32_t no =
+        call.payload.size() == *payload_bytes ? objection(call.client, Access::owner) : -EINVAL;
+    if (no < 0) {
+        answer(call, no);
+        return;
+    }
+    const auto reply = picture_.perform(call.header.op, call.header.value, call.payload);
+    answer(call, reply.result, reply.payload);
+}
+
+void Requests::jpeg_snapshot(const Call &call) {
+    int32_t result = call.header.value > 0 ? -ENODEV : -EINVAL;
+    if (result == -ENODEV && board_.phase() != Phase::idle) {
+        const VencChannel &main = board_.profile()->channel[0];
+        result = board_.snapshots().take_jpeg(
+            {main.width, main.height, static_cast<size_t>(call.header.value), board_.picture().changes()},
+            answer_with_picture(call));
+    }
+    if (result < 0) {
+        answer(call, result);
+    }
+}
+
+void Requests::raw_frame(const Call &call) {
+    int32_t result = -ENODEV;
+    if (board_.phase() != Phase::idle) {
+        result = board_.snapshots().take_raw(capture_format(*board_.profile()).fps,
+                                             board_.picture().changes(), answer_with_picture(call));
+    }
+    if (result < 0) {
+        answer(call, result);
+    }
+}
+
+Snapshots::Finish Requests::answer_with_picture(const Call &call) {
+    return [&server = server_, client = call.client, header = call.header](const Snapshot &snapshot) {
+        if (snapshot.result < 0) {
+            server.reply(client, header, snapshot.result, {});
+            return;
+        }
+        const MemoryFile file(snapshot.picture);
+        if (file.fd() < 0) {
+            server.reply(client, header, file.fd(), {});
+            return;
+        }
+        server.reply_with_file(client, header, 0, snapshot.info, file.fd());
+    };
 }
 
 void Requests::fault(const Call &call) {

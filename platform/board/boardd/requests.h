@@ -9,6 +9,7 @@
 #include "board/boardd/audio/audio.h"
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
+#include "board/boardd/picture/controls.h"
 
 #include <set>
 
@@ -25,7 +26,7 @@ class Requests : public RequestHandler {
   public:
     /* `flag_300` is the sensor class. Replies go to `server`. */
     Requests(Board &board, Audio &audio, ControlServer &server, int32_t flag_300)
-        : board_(board), audio_(audio), server_(server), flag_300_(flag_300) {}
+        : board_(board), audio_(audio), server_(server), flag_300_(flag_300), picture_(board) {}
 
     void request(ClientId client, const ControlRequest &header, std::span<const uint8_t> payload) override;
     void gone(ClientId client) override;
@@ -66,6 +67,11 @@ class Requests : public RequestHandler {
     void status(const Call &call);
     void fault(const Call &call);
 
+    void picture(const Call &call);
+    void jpeg_snapshot(const Call &call);
+    void raw_frame(const Call &call);
+    Snapshots::Finish answer_with_picture(const Call &call);
+
     void answer(const Call &call, int32_t result, std::span<const uint8_t> payload = {});
     int32_t objection(ClientId client, Access access);
     int32_t set_fault(int32_t channel, const FaultRecord &fault);
@@ -80,6 +86,7 @@ class Requests : public RequestHandler {
     ClientId owner_ = 0;        /* 0: nobody */
     std::set<ClientId> exited_; /* clients that have shut the board down */
     Refusals refusals_;
+    PictureControls picture_;
 };
 
 } // namespace board

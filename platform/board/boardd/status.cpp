@@ -1,5 +1,7 @@
 #include "board/boardd/status.h"
 
+#include "board/boardd/picture/status.h"
+
 #include <json-c/json.h>
 
 namespace board {
@@ -123,7 +125,8 @@ json_object *refusals_object(const Refusals &refusals) {
 
 } // namespace
 
-std::string status_json(const Board &board, const Audio &audio, int32_t flag_300, const Refusals &refusals) {
+std::string status_json(Board &board, const Audio &audio, int32_t flag_300, const Refusals &refusals,
+                        const Notes &notes) {
     json_object *root = json_object_new_object();
     add(root, "phase", std::string(phase_name(board.phase())));
     add(root, "inited", json_object_new_boolean(board.phase() == Phase::running));
@@ -138,6 +141,7 @@ std::string status_json(const Board &board, const Audio &audio, int32_t flag_300
     add(root, "channels", channels);
     add(root, "microphone", microphone_object(audio));
     add(root, "speaker", speaker_object(audio));
+    add_picture_status(root, board, notes);
     add(root, "refusals", refusals_object(refusals));
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);

@@ -2,6 +2,8 @@
 
 #include "board/client/control_call.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 namespace board {
@@ -30,6 +32,14 @@ void StreamChannel::release(Cause cause) {
 }
 
 /* Under the lock. */
+const std::optional<Answers> &StreamChannel::in_force() const {
+    const auto *found =
+        std::find_if(std::begin(holds_), std::end(holds_),
+                     [](const std::optional<Answers> &answers) { return answers.has_value(); });
+    return found == std::end(holds_) ? holds_[0] : *found;
+}
+
+/* Under the lock. */
 void StreamChannel::change_hold(Cause cause, const std::optional<Answers> &answers) {
     holds_[index_of(cause)] = answers;
     ++serial_;
@@ -41,12 +51,9 @@ void StreamChannel::change_hold(Cause cause, const std::optional<Answers> &answe
 
 /* Under the lock. */
 void StreamChannel::send_answers(const Answers &answers) {
-    if (answers.silent) {
-        return;
-    }
     VencRecord record{}; // of an answer the record is the same on every channel
     record.magic = magic_;
-    record.kind = venc_answer;
+    record.kind = answers.silent ? venc_silence : venc_answer;
     record.result = answers.result;
     record.count = answers.count;
     record.serial = serial_;
@@ -56,7 +63,7 @@ void StreamChannel::send_answers(const Answers &answers) {
 
 void StreamChannel::repeat_answers() {
     const std::lock_guard<std::mutex> lock(mutex_);
-    if (in_force()) {
+    if (in_force() && !in_force()->silent) {
         send_answers(*in_force());
     }
 }

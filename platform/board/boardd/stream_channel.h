@@ -25,8 +25,10 @@ struct Answers {
     uint32_t count; /* how many; 0: until released */
 };
 
-/* Why a channel is held. A fault goes before a bad source. */
-enum class Cause { fault, source };
+/* Why a channel is held. The first in force counts: a stopped stream brings nothing, however bad the source
+ * is. */
+enum class Cause { fault, stopped, source };
+constexpr size_t cause_count = 3;
 
 class StreamChannel {
   public:
@@ -62,15 +64,16 @@ class StreamChannel {
     FrameChannel channel_;     /* published to under the lock */
 
   private:
-    static size_t index_of(Cause cause) { return cause == Cause::fault ? 0 : 1; }
-    const std::optional<Answers> &in_force() const { return holds_[0] ? holds_[0] : holds_[1]; }
+    static size_t index_of(Cause cause) { return static_cast<size_t>(cause); }
+    const std::optional<Answers> &in_force() const;
     void change_hold(Cause cause, const std::optional<Answers> &answers);
     void send_answers(const Answers &answers);
     void used_up(uint32_t serial);
 
     uint32_t magic_;
-    std::optional<Answers> holds_[2]; /* written on the loop thread under the lock, so read there without */
-    uint32_t serial_ = 0;             /* of the answers in force */
+    std::optional<Answers>
+        holds_[cause_count]; /* written on the loop thread under the lock, so read there without */
+    uint32_t serial_ = 0;    /* of the answers in force */
 };
 
 } // namespace board

@@ -36,8 +36,28 @@ int wait_readable(int fd, uint64_t deadline_us) {
     }
 }
 
+/* Receives one packet without waiting, and the file that comes with it; *file is -1 without one. */
+ssize_t receive_packet(int fd, void *packet, size_t capacity, int *file) {
+    iovec part = {packet, capacity};
+    alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(int))];
+    msghdr message = {};
+    message.msg_iov = &part;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    *file = -1;
+    const ssize_t length = recvmsg(fd, &message, MSG_DONTWAIT | MSG_TRUNC | MSG_CMSG_CLOEXEC);
+    const cmsghdr *header = length >= 0 ? CMSG_FIRSTHDR(&message) : nullptr;
+    if (header != nullptr && header->cmsg_level == SOL_SOCKET && header->cmsg_type == SCM_RIGHTS &&
+        header->cmsg_len == CMSG_LEN(sizeof *file)) {
+        memcpy(file, CMSG_DATA(header), sizeof *file);
+    }
+    return length;
+}
+
 /* Judges one packet: 1 when it is the reply, 0 when it belongs to an earlier call, or -EPROTO. */
-int take_reply(const uint8_t *packet, size_t length, uint32_t id, const ControlCall &call, int32_t *result) {
+int take_reply(const uint8_t *packet, size_t length, int file, uint32_t id, const ControlCall &call,
+               int32_t *result) {
     ControlReply reply;
     if (length < sizeof reply) {
         return -EPROTO;
@@ -50,11 +70,15 @@ int take_reply(const uint8_t *packet, size_t length, uint32_t id, const ControlC
         return 0;
     }
     const size_t expected = sizeof reply + (reply.result >= 0 ? call.reply_bytes : 0);
-    if (reply.op != call.op || length != expected) {
+    const bool file_due = call.reply_file != nullptr && reply.result >= 0;
+    if (reply.op != call.op || length != expected || (file_due && file < 0)) {
         return -EPROTO;
     }
     if (length > sizeof reply) {
         memcpy(call.reply, packet + sizeof reply, call.reply_bytes);
+    }
+    if (file_due) {
+        *call.reply_file = file;
     }
     *result = reply.result;
     return 1;
@@ -122,17 +146,21 @@ int control_receive(int fd, uint32_t id, const ControlCall &call, uint64_t deadl
             return status;
         }
         uint8_t packet[reply_max_bytes];
-        const ssize_t length = recv(fd, packet, sizeof packet, MSG_DONTWAIT | MSG_TRUNC);
+        int file = -1;
+        const ssize_t length = receive_packet(fd, packet, sizeof packet, &file);
         if (length < 0 && (errno == EINTR || errno == EAGAIN)) {
             continue;
         }
         if (length <= 0) {
             return -EPIPE;
         }
-        if (static_cast<size_t>(length) > sizeof packet) {
-            return -EPROTO;
+        status = static_cast<size_t>(length) > sizeof packet
+                     ? -EPROTO
+                     : take_reply(packet, static_cast<size_t>(length), file, id, call, result);
+        const bool taken = status > 0 && call.reply_file != nullptr && *result >= 0;
+        if (file >= 0 && !taken) {
+            close(file);
         }
-        status = take_reply(packet, static_cast<size_t>(length), id, call, result);
     }
     return status > 0 ? 0 : status;
 }

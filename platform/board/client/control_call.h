@@ -33,6 +33,9 @@ struct ControlCall {
     size_t payload_bytes;
     void *reply; /* written only when the board answers 0 or more; null when reply_bytes is 0 */
     size_t reply_bytes;
+    /* Where the descriptor of the file that comes with an answer of 0 or more goes: the caller's, closed on
+     * exec. A reply without one is none. Null when no file is expected; one that comes is closed. */
+    int *reply_file = nullptr;
 };
 
 /* The two halves of control_call, for one who has other things to do while the reply is on its way. A receive

@@ -20,7 +20,8 @@ bool record_is_sound(const RecordStream &stream) {
     if (record.kind == venc_frame) {
         return payload_bytes > 0 && record_stream_length(stream) == payload_bytes;
     }
-    return record.kind == venc_answer && payload_bytes == 0 && record.result <= 0 && record.result >= -2;
+    const bool answers = record.kind == venc_answer || record.kind == venc_silence;
+    return answers && payload_bytes == 0 && record.result <= 0 && record.result >= -2;
 }
 
 /* Drops the frame in hand when it has become too old. */
@@ -47,7 +48,9 @@ void note_answer(RecordStream &stream) {
         stream.answering = false;
         return;
     }
-    if (stream.record.serial != stream.answer.serial) {
+    if (stream.record.kind == venc_silence) {
+        stream.answering = false;
+    } else if (stream.record.serial != stream.answer.serial) {
         stream.answer = stream.record;
         stream.answers_left = stream.record.count;
         stream.answering = true;

@@ -3,11 +3,14 @@
 #include "board/client/control_call.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/socket.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -105,6 +108,97 @@ TEST_F(ControlCallTest, DoesNotWaitForAPeerThatReadsNothing) {
 TEST_F(ControlCallTest, NoticesThatThePeerIsGone) {
     shutdown(ends_[1], SHUT_RDWR);
     EXPECT_EQ(ask(), -EPIPE);
+}
+
+/* ---- replies with a file ---- */
+
+class ControlCallFileTest : public ControlCallTest {
+  protected:
+    ~ControlCallFileTest() override {
+        if (file_ >= 0) {
+            close(file_);
+        }
+    }
+
+    /* The same as peer_sends, with a pipe's end as the file. The other end tells when all copies are closed.
+     */
+    void peer_sends_file(const ControlReply &reply, const std::string &payload = "") {
+        int ends[2];
+        ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
+        std::string packet(reinterpret_cast<const char *>(&reply), sizeof reply);
+        packet += payload;
+        iovec part = {packet.data(), packet.size()};
+        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
+        msghdr message{};
+        message.msg_iov = &part;
+        message.msg_iovlen = 1;
+        message.msg_control = control;
+        message.msg_controllen = sizeof control;
+        cmsghdr *header = CMSG_FIRSTHDR(&message);
+        header->cmsg_level = SOL_SOCKET;
+        header->cmsg_type = SCM_RIGHTS;
+        header->cmsg_len = CMSG_LEN(sizeof(int));
+        std::memcpy(CMSG_DATA(header), &ends[0], sizeof(int));
+        ASSERT_EQ(sendmsg(ends_[1], &message, 0), static_cast<ssize_t>(packet.size()));
+        close(ends[0]);
+        pipes_.push_back(ends[1]);
+    }
+
+    int ask_for_file() {
+        const ControlCall call = {op_sensor_class, 3, nullptr, 0, &flag_, sizeof flag_, &file_};
+        return control_call(ends_[0], 7, call, monotonic_us() + 20'000'000, &result_);
+    }
+
+    /* How many of the files that were sent are still open somewhere; closes the pipes. */
+    size_t open_files() {
+        size_t open = 0;
+        for (const int end : pipes_) {
+            open += write(end, "x", 1) == 1 ? 1U : 0U;
+            close(end);
+        }
+        pipes_.clear();
+        return open;
+    }
+
+    void SetUp() override { std::signal(SIGPIPE, SIG_IGN); }
+
+    int file_ = -1;
+    std::vector<int> pipes_;
+};
+
+TEST_F(ControlCallFileTest, TheFileIsTheCallers) {
+    peer_sends_file({control_magic, op_sensor_class, 7, 0}, four_bytes);
+    EXPECT_EQ(ask_for_file(), 0);
+    EXPECT_EQ(flag_, 1);
+    ASSERT_GE(file_, 0);
+    EXPECT_NE(fcntl(file_, F_GETFD) & FD_CLOEXEC, 0);
+    EXPECT_EQ(open_files(), 1U);
+}
+
+TEST_F(ControlCallFileTest, AnAnswerWithoutItsFileIsNone) {
+    peer_sends({control_magic, op_sensor_class, 7, 0}, four_bytes);
+    EXPECT_EQ(ask_for_file(), -EPROTO);
+}
+
+TEST_F(ControlCallFileTest, ARefusalNeedsNoFile) {
+    peer_sends({control_magic, op_sensor_class, 7, -5});
+    EXPECT_EQ(ask_for_file(), 0);
+    EXPECT_EQ(result_, -5);
+    EXPECT_EQ(file_, -1);
+}
+
+TEST_F(ControlCallFileTest, FilesThatNobodyAskedForAreClosed) {
+    peer_sends_file({control_magic, op_sensor_class, 5, 0}, four_bytes); // of an earlier call
+    peer_sends_file({control_magic, op_sensor_class, 7, 0}, four_bytes);
+    EXPECT_EQ(ask(), 0);
+    EXPECT_EQ(open_files(), 0U);
+    peer_sends_file({control_magic, op_sensor_class, 7, -1});
+    EXPECT_EQ(ask_for_file(), 0);
+    EXPECT_EQ(file_, -1);
+    EXPECT_EQ(open_files(), 0U);
+    peer_sends_file({control_magic, op_status, 7, 0}, four_bytes);
+    EXPECT_EQ(ask_for_file(), -EPROTO);
+    EXPECT_EQ(open_files(), 0U);
 }
 
 } // namespace

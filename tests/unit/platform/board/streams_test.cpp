@@ -147,6 +147,23 @@ TEST_F(Streams, AFrameThatJustFitsIsTaken) {
     EXPECT_EQ(info_.len, 5U);
 }
 
+TEST_F(Streams, SilenceEndsAnswersAndFetchesWaitAgain) {
+    publish_answer(-1, 0, 41);
+    EXPECT_EQ(fetch(), -1);
+    VencRecord record{};
+    record.magic = venc_magic;
+    record.kind = venc_silence;
+    board_.publish(bytes_of(record));
+    ASSERT_TRUE(support::eventually([this] { return fetch() == 0; }));
+    const uint64_t before_us = monotonic_us();
+    EXPECT_EQ(fetch(), 0);
+    EXPECT_GE(monotonic_us() - before_us, 80'000U);
+    publish_answer(-1, 0, 42);
+    ASSERT_TRUE(support::eventually([this] { return fetch() == -1; }));
+    publish_frame(0);
+    ASSERT_TRUE(support::eventually([this] { return fetch() == 0 && info_.len == 5; }));
+}
+
 TEST_F(Streams, AnswersAreGivenCountedAndReported) {
     publish_answer(-1, 3, 41);
     for (int i = 0; i < 3; ++i) {

@@ -1,0 +1,74 @@
+/*
+ * The image signal processor: makes each captured frame look as the settings say, before the time stamp is
+ * written into it and encoders, snapshots and raw frames get it.
+ *
+ *     scene's wall and bands -> tone -> colour -> upside down -> tracking rectangle -> (time stamp)
+ *
+ * All of it is done in place, with tables that are worked out when the settings change; what is off costs
+ * nothing. Time stamp and rectangle stay upright when the picture is flipped.
+ *
+ * Threads: settings, changes and exposure on any; from begin_frame on the capture's thread, one capture at a
+ * time.
+ */
+#ifndef PLATFORM_BOARD_BOARDD_PICTURE_PICTURE_H
+#define PLATFORM_BOARD_BOARDD_PICTURE_PICTURE_H
+
+#include "board/boardd/picture/effects.h"
+#include "board/boardd/picture/scene.h"
+#include "board/boardd/picture/settings.h"
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+namespace board {
+
+class Picture {
+  public:
+    PictureSettings settings() const;
+
+    /* From the next frame on. */
+    void set(const PictureSettings &settings);
+
+    /* How often they have been set; wraps. */
+    uint32_t changes() const;
+
+    /* What get_isp_ev says, `fps` being the capture's frame rate. */
+    ExposureRecord exposure(int32_t fps) const;
+
+    /* Takes the settings for a frame. True when paint is going to change its pixels; `scene` as below. */
+    bool begin_frame(bool scene);
+
+    /* The number of changes that this frame shows. */
+    uint32_t changes_shown() const { return used_changes_; }
+
+    /* Its time stamp, empty when that is not shown. */
+    std::string stamp(uint32_t frame) const;
+
+    /* Does what the settings say. `scene` says that the frame is the test scene's. */
+    void paint(const Planes &planes, bool scene, uint32_t frame);
+
+    /* Measures what a frame looks like, for the exposure. */
+    void measure(const Plane &y) { luma_mean_.store(mean_luma(y), std::memory_order_relaxed); }
+
+  private:
+    void work_out_tables();
+
+    mutable std::mutex mutex_;
+    PictureSettings settings_; /* under the lock */
+    uint32_t changes_ = 0;     /* under the lock: of the settings */
+    std::atomic<uint32_t> luma_mean_{0};
+
+    /* The capture's thread only: the settings in use and what follows from them. */
+    PictureSettings used_;
+    uint32_t used_changes_ = 0;
+    bool tone_ = false;
+    Curve tone_curve_{};
+    bool tint_ = false;
+    Tint tint_matrix_{};
+    Scene scene_;
+};
+
+} // namespace board
+
+#endif
