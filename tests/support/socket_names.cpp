@@ -48,7 +48,7 @@ bool leave_for_own_namespace() {
     return true;
 }
 
-std::shared_ptr<void> wait_for_turn() {
+std::shared_ptr<const int> wait_for_turn() {
     int fd = -1;
     const auto has_turn = [&fd] {
         fd = take_turn();
@@ -57,7 +57,10 @@ std::shared_ptr<void> wait_for_turn() {
     if (!eventually(has_turn, 10min)) {
         throw std::runtime_error("another test uses the command socket for ever: find it in ss -lx");
     }
-    return {nullptr, [fd](void *) { close(fd); }};
+    return {new int(fd), [](const int *turn) {
+                close(*turn);
+                delete turn;
+            }};
 }
 
 } // namespace
@@ -78,7 +81,7 @@ int take_turn() {
 OwnSocketNames::OwnSocketNames() {
     static const bool has_own = leave_for_own_namespace();
     if (!has_own) {
-        static std::weak_ptr<void> of_process;
+        static std::weak_ptr<const int> of_process;
         turn_ = of_process.expired() ? wait_for_turn() : of_process.lock();
         of_process = turn_;
     }

@@ -32,7 +32,7 @@ class OwnSocketNames {
     bool in_namespace() const { return turn_ == nullptr; }
 
   private:
-    std::shared_ptr<void> turn_; // shared by all objects of the process
+    std::shared_ptr<const int> turn_; // shared by all objects of the process
 };
 
 /* The second way by itself: a name that only one can have at a time on the machine, until the descriptor is
