@@ -161,7 +161,7 @@ class Speaker : public testing::Test {
 
     /* A WAV file with sound that differs from piece to piece. */
     std::string make_wav(size_t bytes) {
-        const std::string path = dir_.file("x.wav");
+        std::string path = dir_.file("x.wav");
         ctl::WavFile file(path);
         expected_.clear();
         for (size_t i = 0; i < bytes; ++i) {
@@ -227,7 +227,7 @@ TEST_F(Speaker, IsPlayedInRealTime) {
 }
 
 TEST_F(Speaker, CtrlCEndsTalking) {
-    const auto ctl = start_ctl({"talk", make_wav(60 * 32000)});
+    const auto ctl = start_ctl({"talk", make_wav(size_t{60} * 32000)});
     ASSERT_TRUE(eventually([&] { return !messages().empty(); }));
     ctl->signal(SIGINT);
     EXPECT_EQ(ctl->exit_code(), 0) << ctl->output();
@@ -235,7 +235,7 @@ TEST_F(Speaker, CtrlCEndsTalking) {
 }
 
 TEST_F(Speaker, TheEndOfTheDaemonEndsTalking) {
-    const auto ctl = start_ctl({"talk", make_wav(60 * 32000)});
+    const auto ctl = start_ctl({"talk", make_wav(size_t{60} * 32000)});
     ASSERT_TRUE(eventually([&] { return !messages().empty(); }));
     channel_.destroy();
     EXPECT_EQ(ctl->exit_code(), 1);

@@ -31,7 +31,7 @@ std::string sentence(GstMessage *message) {
     }
     const std::string all = details != nullptr ? details : "";
     const size_t line = all.rfind('\n');
-    return line == std::string::npos ? text : text + ": " + all.substr(line + 1);
+    return line == std::string::npos || line + 1 == all.size() ? text : text + ": " + all.substr(line + 1);
 }
 
 } // namespace

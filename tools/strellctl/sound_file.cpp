@@ -67,7 +67,7 @@ SoundFile::~SoundFile() {
 void SoundFile::check() {
     const std::optional<std::string> error = pipeline_error(pipeline_, 0, false);
     if (error) {
-        throw Failure("cannot play " + name_ + ": " + *error);
+        throw Failure("cannot play " + name_ + ", or there is no sound in it: " + *error);
     }
 }
 
