@@ -3,6 +3,7 @@
  *
  * The library knows how commands look on the wire, the daemon knows what they do. Command codes lie in
  * 0x1001 to 0x1037; others travel the same way. An acknowledgement carries the command's code plus one.
+ * docs/formats/av-commands.md has the bytes of the development platform. Clients use libav_cmd_client.h.
  *
  * Threads: any thread, one at a time per descriptor. Nothing blocks.
  */
@@ -14,6 +15,9 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The longest payload of a command and the longest data of an acknowledgement. */
+#define AV_CMD_DATA_MAX 4096
 
 /* Every payload that reaches a handler can be read this far: a shorter one is followed by zeros. */
 #define AV_CMD_PAYLOAD_READABLE 64
@@ -29,15 +33,16 @@ typedef int32_t (*av_cmd_handler_t)(int32_t fd, const void *payload, uint32_t co
  * for the next call, together with the bytes that follow by then. Bytes that can never become a command are
  * counted as consumed and dropped.
  *
- * Result: the number of bytes consumed, 0 to `length`. A command too large for the caller's buffer is never
- * consumed, so the buffer fills and the caller notices.
+ * Result: the number of bytes consumed, 0 to `length`. A command too large for the caller's buffer (but
+ * within AV_CMD_DATA_MAX) is never consumed, so the buffer fills and the caller notices.
  */
 int32_t av_cmd_parse(int32_t fd, const void *bytes, int32_t length, av_cmd_handler_t handler);
 
 /*
  * Writes one acknowledgement: the result of the command (0 for success) and, when `length` is not 0, data
- * that the command asked for. Never blocks and never raises SIGPIPE: a client that has gone or does not read
- * loses its acknowledgement.
+ * that the command asked for, up to AV_CMD_DATA_MAX bytes. Never blocks and never raises SIGPIPE: a client
+ * that has gone or does not read loses its acknowledgement. Should the socket take a part of it only, the
+ * connection is shut down, so that the client does not take what comes next for the rest.
  *
  * Result: 0 when all of it was handed to the socket, negative otherwise.
  */

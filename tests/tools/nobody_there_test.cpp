@@ -1,6 +1,7 @@
 // strellctl where there is no camera: wrong usage, and what it says when nobody answers.
 
 #include "support/scratch.h"
+#include "support/socket_names.h"
 #include "tools/ctl.h"
 
 #include <gtest/gtest.h>
@@ -12,6 +13,7 @@ namespace {
 
 class NobodyThere : public testing::Test {
   protected:
+    support::OwnSocketNames names_;
     support::ScratchRunDir dir_;
 };
 
@@ -40,6 +42,13 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"list", "all"},
                            {"monitor", "a:"},
                            {"reload", "now"},
+                           {"snapshot", "--raw"},
+                           {"listen", "x.ogg"},
+                           {"ban", "now"},
+                           {"cmd"},
+                           {"cmd", "osd"},
+                           {"cmd", "ir-lamp"},
+                           {"cmd", "0x2000", "1"},
                            {"completion", "fish"},
                            {"status", "main"}};
     for (const Words &words : wrong) {
@@ -54,7 +63,7 @@ TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto help = run_ctl({"--help"});
     EXPECT_EQ(help.exit_code, 0);
     for (const char *name : {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor",
-                             "reload", "completion"}) {
+                             "reload", "snapshot", "listen", "talk", "ban", "unban", "cmd", "completion"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});
@@ -68,11 +77,22 @@ TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
 }
 
 TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
-    const Words commands[] = {
-        {"status"},        {"watch", "main"}, {"record", "sub", "-t", "1", dir_.file("x.mp4")},
-        {"idr", "sub"},    {"get", "flip"},   {"set", "flip", "on"},
-        {"unset", "flip"}, {"list"},          {"list", "--known"},
-        {"monitor"},       {"reload"}};
+    const Words commands[] = {{"status"},
+                              {"watch", "main"},
+                              {"record", "sub", "-t", "1", dir_.file("x.mp4")},
+                              {"idr", "sub"},
+                              {"get", "flip"},
+                              {"set", "flip", "on"},
+                              {"unset", "flip"},
+                              {"list"},
+                              {"list", "--known"},
+                              {"monitor"},
+                              {"reload"},
+                              {"snapshot", dir_.file("x.jpg")},
+                              {"listen", dir_.file("x.wav")},
+                              {"ban"},
+                              {"unban"},
+                              {"cmd", "osd-on"}};
     for (const Words &words : commands) {
         const auto outcome = run_ctl(words);
         EXPECT_EQ(outcome.exit_code, 1) << words[0] << ": " << outcome.output;

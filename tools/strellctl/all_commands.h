@@ -19,6 +19,12 @@ int run_unset(const Arguments &arguments);
 int run_list(const Arguments &arguments);
 int run_monitor(const Arguments &arguments);
 int run_reload(const Arguments &arguments);
+int run_cmd(const Arguments &arguments);
+int run_snapshot(const Arguments &arguments);
+int run_listen(const Arguments &arguments);
+int run_talk(const Arguments &arguments);
+int run_ban(const Arguments &arguments);
+int run_unban(const Arguments &arguments);
 int run_completion(const Arguments &arguments);
 
 } // namespace ctl

@@ -68,6 +68,11 @@ Arguments::Arguments(const Command &command, std::span<char *const> words) {
     check_count(command, words_.size());
 }
 
+std::string Arguments::value(const std::string &option, const std::string &otherwise) const {
+    const auto entry = options_.find(option);
+    return entry == options_.end() ? otherwise : entry->second;
+}
+
 double Arguments::seconds(const std::string &option, double otherwise) const {
     const auto entry = options_.find(option);
     if (entry == options_.end()) {

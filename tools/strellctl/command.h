@@ -20,7 +20,7 @@ struct Option {
 };
 
 /* What the words behind a command are, for completion. */
-enum class Words { none, streams, settings, shells };
+enum class Words { none, streams, settings, shells, av_commands };
 
 class Arguments;
 
@@ -35,6 +35,8 @@ struct Command {
     size_t most_words;
     /* Result: the exit code. Throws Failure or Usage. */
     int (*run)(const Arguments &arguments);
+    /* What follows `details`, where that is made from a table; or null. */
+    std::string (*more_help)() = nullptr;
 };
 
 /* The command line behind the command's name, checked against the row. Values are not judged yet. */
@@ -48,6 +50,9 @@ class Arguments {
     const std::string &word(size_t index) const { return words_.at(index); }
 
     bool has(const std::string &option) const { return options_.contains(option); }
+
+    /* The value of an option, or `otherwise` when it was not given. */
+    std::string value(const std::string &option, const std::string &otherwise) const;
 
     /* The value of an option as a duration in seconds, decimals allowed, or `otherwise` when it was not
      * given. Throws Usage for anything but 0.1 to 1000000. */

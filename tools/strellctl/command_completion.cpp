@@ -1,6 +1,7 @@
 // strellctl completion: a script for the shell, made from the tables.
 
 #include "strellctl/all_commands.h"
+#include "strellctl/av_commands.h"
 #include "strellctl/failure.h"
 #include "strellctl/known_settings.h"
 #include "strellctl/output.h"
@@ -47,6 +48,11 @@ std::vector<std::string> completions(const Command &command) {
         break;
     case Words::shells:
         words.emplace_back("bash");
+        break;
+    case Words::av_commands:
+        for (const AvCommand &row : av_commands()) {
+            words.emplace_back(row.name);
+        }
         break;
     case Words::none:
         break;

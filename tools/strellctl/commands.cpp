@@ -1,6 +1,7 @@
 // The table of commands.
 
 #include "strellctl/all_commands.h"
+#include "strellctl/av_commands.h"
 
 #include <algorithm>
 #include <array>
@@ -10,6 +11,8 @@ namespace ctl {
 namespace {
 
 constexpr size_t most_settings = 1000; // a store takes 1024 watches from one client
+
+constexpr size_t most_av_words = 33; // a name and 32 values
 
 constexpr Option json_option = {"--json", nullptr, "for programs; docs/strellctl.md lists the members"};
 constexpr Option force_option = {"--force", nullptr, "stores it unchecked"};
@@ -82,6 +85,42 @@ constexpr char unset_details[] =
 constexpr char list_details[] = R"(Lists what is stored.
 )";
 
+constexpr std::array snapshot_options = {
+    Option{"--raw", nullptr, "an uncompressed frame of 640x384 pixels"},
+    Option{"--kind", "A|R", "which of the two requests for a JPEG is sent; A unless given"}};
+constexpr std::array listen_options = {
+    Option{"-t", "SECONDS", "ends after so much sound; otherwise at Ctrl-C"}};
+
+constexpr char cmd_details[] =
+    R"(Sends an AV command to strell_v2 over its command socket, and shows code, result and data of the acknowledgement.
+A number is decimal, or hexadecimal behind 0x. Exit status 1 when strell_v2 is not there, when no
+acknowledgement comes within 2 s where one is due, and when the result is negative.
+CODE sends any code: 0x and hex digits, and its payload in hex digits.
+)";
+
+constexpr char snapshot_details[] =
+    R"(Asks for a picture and writes it to FILE: a JPEG of the main stream's size to a name that ends with .jpg. With --raw
+the ending decides: .png, .jpg, .y4m, or .yuv for the bytes as they came (4:2:0, planar). - is standard output.
+)";
+
+constexpr char listen_details[] =
+    R"(Records the microphone as WAV, 16 bit, 16 kHz, mono. Ctrl-C completes it. - is standard output, to be piped on:
+  strellctl listen - | ffplay -
+)";
+
+constexpr char talk_details[] =
+    R"(Plays the sound of FILE on the camera's speaker, in real time: any kind of file that GStreamer can decode.
+- is standard input. strell_v2 plays nothing while the camera is off or the speaker is banned, and does not say so.
+)";
+
+constexpr char ban_details[] =
+    R"(Bans the speaker, as the motor's process does while the motor runs: sound that comes is thrown away until
+strellctl unban. Without effect while the camera is off.
+)";
+
+constexpr char unban_details[] = R"(Lets the speaker play again. Without effect while the camera is off.
+)";
+
 constexpr std::array table = {
     Command{"status", "[--follow] [--json]", "channels, board and store", status_details, status_options,
             Words::none, 0, 0, run_status},
@@ -114,6 +153,23 @@ constexpr std::array table = {
             most_settings,
             run_monitor},
     Command{"reload", "", "applies a changed hot_config", reload_details, {}, Words::none, 0, 0, run_reload},
+    Command{"snapshot", "[--raw] [--kind A|R] FILE", "a picture into a file", snapshot_details,
+            snapshot_options, Words::none, 1, 1, run_snapshot},
+    Command{"listen", "FILE.wav [-t SECONDS]", "the microphone into a file", listen_details, listen_options,
+            Words::none, 1, 1, run_listen},
+    Command{"talk", "FILE", "plays a file on the speaker", talk_details, {}, Words::none, 1, 1, run_talk},
+    Command{"ban", "", "keeps the speaker quiet", ban_details, {}, Words::none, 0, 0, run_ban},
+    Command{"unban", "", "lets the speaker play again", unban_details, {}, Words::none, 0, 0, run_unban},
+    Command{"cmd",
+            "NAME [VALUE...] | CODE [HEX]",
+            "an AV command",
+            cmd_details,
+            {},
+            Words::av_commands,
+            1,
+            most_av_words,
+            run_cmd,
+            av_commands_help},
     Command{"completion",
             "bash",
             "a script for the shell",

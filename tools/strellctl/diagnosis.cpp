@@ -45,6 +45,21 @@ std::string board_explanation(const Stream &stream) {
 
 } // namespace
 
+std::string why_camera_rests() {
+    try {
+        Store store;
+        if (store.get({"nvram", "default", "power"}) == "off") {
+            return "the camera is switched off: strellctl set power on";
+        }
+        if (store.get({"mem", "default", "hot_status"}) == "changing") {
+            return "the encoder profile is being changed: try again when hot_status is \"changed\"";
+        }
+    } catch (const Failure &) {
+        return ""; // no store, no explanation
+    }
+    return "";
+}
+
 std::string why_no_frames(const Stream &stream) {
     if (!daemon_answers(stream)) {
         return "strell_v2 does not answer: see its log";

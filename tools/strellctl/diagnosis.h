@@ -17,6 +17,10 @@ namespace ctl {
  */
 std::string why_no_frames(const Stream &stream);
 
+/* The same of a request that the daemon does not answer, or of sound that does not come: the camera is off,
+ * or its profile is being changed. Empty when the store does not say so. */
+std::string why_camera_rests();
+
 } // namespace ctl
 
 #endif

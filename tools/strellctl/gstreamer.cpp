@@ -1,10 +1,10 @@
 #include "strellctl/gstreamer.h"
 
 #include "strellctl/failure.h"
+#include "strellctl/gstreamer_handles.h"
 
+#include <gst/app/gstappsink.h>
 #include <gst/app/gstappsrc.h>
-#include <gst/gst.h>
-#include <memory>
 
 namespace ctl {
 
@@ -18,29 +18,6 @@ struct ErrorFree {
 struct StringFree {
     void operator()(char *text) const { g_free(text); }
 };
-struct Unref {
-    void operator()(GstElement *element) const { gst_object_unref(element); }
-    void operator()(GstBus *bus) const { gst_object_unref(bus); }
-    void operator()(GstPad *pad) const { gst_object_unref(pad); }
-    void operator()(GstMessage *message) const { gst_message_unref(message); }
-    void operator()(GstCaps *caps) const { gst_caps_unref(caps); }
-};
-template <typename T>
-using Held = std::unique_ptr<T, Unref>;
-
-GstElement *build(const std::string &description) {
-    start_gstreamer();
-    GError *error = nullptr;
-    GstElement *pipeline =
-        gst_parse_launch_full(description.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS, &error);
-    if (pipeline == nullptr || error != nullptr) {
-        const std::unique_ptr<GError, ErrorFree> held(error);
-        throw Failure(std::string("GStreamer cannot do this: ") + (error != nullptr ? error->message : "?") +
-                      " (install gstreamer1.0-plugins-good and gstreamer1.0-plugins-bad)");
-    }
-    return pipeline;
-}
-
 /* "Error while writing to file: File too large": what stands last in the details is the system's reason. */
 std::string sentence(GstMessage *message) {
     GError *error = nullptr;
@@ -54,7 +31,7 @@ std::string sentence(GstMessage *message) {
     }
     const std::string all = details != nullptr ? details : "";
     const size_t line = all.rfind('\n');
-    return line == std::string::npos ? text : text + ": " + all.substr(line + 1);
+    return line == std::string::npos || line + 1 == all.size() ? text : text + ": " + all.substr(line + 1);
 }
 
 } // namespace
@@ -67,6 +44,42 @@ void start_gstreamer() {
     }
 }
 
+GstElement *build_pipeline(const std::string &description) {
+    start_gstreamer();
+    GError *error = nullptr;
+    GstElement *pipeline =
+        gst_parse_launch_full(description.c_str(), nullptr, GST_PARSE_FLAG_FATAL_ERRORS, &error);
+    if (pipeline == nullptr || error != nullptr) {
+        const std::unique_ptr<GError, ErrorFree> held(error);
+        throw Failure(std::string("GStreamer cannot do this: ") + (error != nullptr ? error->message : "?") +
+                      " (install gstreamer1.0-plugins-good and gstreamer1.0-plugins-bad)");
+    }
+    return pipeline;
+}
+
+std::optional<std::string> pipeline_error(GstElement *pipeline, uint64_t timeout_ns, bool until_end) {
+    const Held<GstBus> bus(gst_element_get_bus(pipeline));
+    const auto wanted =
+        static_cast<GstMessageType>(GST_MESSAGE_ERROR | (until_end ? GST_MESSAGE_EOS : GST_MESSAGE_UNKNOWN));
+    const Held<GstMessage> message(gst_bus_timed_pop_filtered(bus.get(), timeout_ns, wanted));
+    if (message == nullptr) {
+        return until_end ? std::optional<std::string>("it takes too long") : std::nullopt;
+    }
+    return GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR ? std::optional(sentence(message.get()))
+                                                                : std::nullopt;
+}
+
+std::optional<std::string> pull_bytes(GstElement *sink, uint64_t timeout_ns) {
+    const Held<GstSample> sample(gst_app_sink_try_pull_sample(GST_APP_SINK(sink), timeout_ns));
+    GstBuffer *buffer = sample != nullptr ? gst_sample_get_buffer(sample.get()) : nullptr;
+    if (buffer == nullptr) {
+        return std::nullopt;
+    }
+    std::string bytes(gst_buffer_get_size(buffer), '\0');
+    gst_buffer_extract(buffer, 0, bytes.data(), bytes.size());
+    return bytes;
+}
+
 std::string source_caps(Codec codec) {
     return std::string(codec == Codec::h264 ? "video/x-h264" : "video/x-h265") +
            ",stream-format=byte-stream,alignment=au";
@@ -77,8 +90,10 @@ const char *parser_element(Codec codec) {
 }
 
 Pipeline::Pipeline(Codec codec, const std::string &rest, const std::string &location)
-    : pipeline_(
-          build("appsrc name=source format=time max-bytes=0 caps=" + source_caps(codec) + " ! " + rest)),
+    : Pipeline(source_caps(codec), rest, location) {}
+
+Pipeline::Pipeline(const std::string &caps, const std::string &rest, const std::string &location)
+    : pipeline_(build_pipeline("appsrc name=source format=time max-bytes=0 caps=" + caps + " ! " + rest)),
       source_(gst_bin_get_by_name(GST_BIN(pipeline_), "source")) {
     if (!location.empty()) {
         const Held<GstElement> file(gst_bin_get_by_name(GST_BIN(pipeline_), "file"));
@@ -107,25 +122,22 @@ uint64_t Pipeline::waiting_bytes() const {
     return gst_app_src_get_current_level_bytes(GST_APP_SRC(source_));
 }
 
-std::optional<std::string> Pipeline::next_error(uint64_t timeout_ns, bool until_end) {
-    const Held<GstBus> bus(gst_element_get_bus(pipeline_));
-    const auto wanted =
-        static_cast<GstMessageType>(GST_MESSAGE_ERROR | (until_end ? GST_MESSAGE_EOS : GST_MESSAGE_UNKNOWN));
-    const Held<GstMessage> message(gst_bus_timed_pop_filtered(bus.get(), timeout_ns, wanted));
-    if (message == nullptr) {
-        return until_end ? std::optional<std::string>("it takes too long") : std::nullopt;
-    }
-    return GST_MESSAGE_TYPE(message.get()) == GST_MESSAGE_ERROR ? std::optional(sentence(message.get()))
-                                                                : std::nullopt;
-}
-
 std::optional<std::string> Pipeline::error() {
-    return next_error(0, false);
+    return pipeline_error(pipeline_, 0, false);
 }
 
 std::optional<std::string> Pipeline::finish(uint32_t timeout_s) {
     gst_app_src_end_of_stream(GST_APP_SRC(source_));
-    return next_error(timeout_s * GST_SECOND, true);
+    return pipeline_error(pipeline_, timeout_s * GST_SECOND, true);
+}
+
+std::string Pipeline::take_output() {
+    const Held<GstElement> sink(gst_bin_get_by_name(GST_BIN(pipeline_), "sink"));
+    std::string output;
+    while (const auto bytes = pull_bytes(sink.get(), 0)) {
+        output += *bytes;
+    }
+    return output;
 }
 
 std::optional<StreamFormat> Pipeline::parsed_format(Codec codec) const {

@@ -1,5 +1,5 @@
 /*
- * What strellctl uses of GStreamer: a pipeline with one application source, run to its end.
+ * What strellctl uses of GStreamer: above all a pipeline with one application source, run to its end.
  *
  * Parsers tell codec and size from a bitstream (bitstream.h), muxers write MP4 and Matroska
  * (recording_muxed.cpp). GStreamer is started by the first pipeline, if not
@@ -21,6 +21,18 @@ typedef struct _GstElement GstElement;
 
 namespace ctl {
 
+/* Builds a pipeline, not started, as gst-launch-1.0 would. Throws Failure when an element is not installed.
+ */
+GstElement *build_pipeline(const std::string &description);
+
+/* Why a pipeline has failed, for a person, waiting for that up to `timeout_ns`; nothing when it has not. With
+ * `until_end` the end of its stream is waited for too. */
+std::optional<std::string> pipeline_error(GstElement *pipeline, uint64_t timeout_ns, bool until_end);
+
+/* What came next out of an appsink: one buffer's bytes. Nothing when none came within `timeout_ns`, or none
+ * will come any more. */
+std::optional<std::string> pull_bytes(GstElement *sink, uint64_t timeout_ns);
+
 /* Once, or again to no effect. Throws Failure when it cannot start. */
 void start_gstreamer();
 
@@ -37,6 +49,8 @@ class Pipeline {
      * named "file", whatever letters it has. Throws Failure when an element is not installed.
      */
     Pipeline(Codec codec, const std::string &rest, const std::string &location = "");
+    /* The same, fed with whatever `caps` says. */
+    Pipeline(const std::string &caps, const std::string &rest, const std::string &location = "");
     ~Pipeline();
     Pipeline(const Pipeline &) = delete;
     Pipeline &operator=(const Pipeline &) = delete;
@@ -53,12 +67,13 @@ class Pipeline {
     /* Ends the stream and waits until everything behind has dealt with it: what went wrong, or nothing. */
     std::optional<std::string> finish(uint32_t timeout_s);
 
+    /* All that has come out of the element named "sink", an appsink with wait-on-eos=false. */
+    std::string take_output();
+
     /* Width and height that the element named "parser" has found. */
     std::optional<StreamFormat> parsed_format(Codec codec) const;
 
   private:
-    std::optional<std::string> next_error(uint64_t timeout_ns, bool until_end);
-
     GstElement *pipeline_;
     GstElement *source_;
 };

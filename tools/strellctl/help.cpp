@@ -21,6 +21,9 @@ std::string usage_line(const Command &command) {
 
 std::string command_help(const Command &command) {
     std::string text = "usage: " + usage_line(command) + "\n\n" + command.details;
+    if (command.more_help != nullptr) {
+        text += command.more_help();
+    }
     for (const Option &option : command.options) {
         const std::string left =
             std::string(option.name) + (option.value != nullptr ? std::string(" ") + option.value : "");

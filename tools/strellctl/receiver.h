@@ -12,6 +12,7 @@
 #ifndef STRELLCTL_RECEIVER_H
 #define STRELLCTL_RECEIVER_H
 
+#include "strellctl/channel.h"
 #include "strellctl/frame.h"
 #include "strellctl/interrupt.h"
 #include "strellctl/stream.h"
@@ -22,13 +23,10 @@ namespace ctl {
 
 class Receiver {
   public:
-    enum class Outcome { frame, time_is_up, interrupted, gone };
+    using Outcome = Channel::Outcome;
 
     /* Attaches. Throws Failure with what to do when nobody serves the stream. */
     explicit Receiver(const Stream &stream);
-    ~Receiver();
-    Receiver(const Receiver &) = delete;
-    Receiver &operator=(const Receiver &) = delete;
 
     /*
      * Waits for the next frame until `deadline_us` (CLOCK_MONOTONIC). `gone`: the daemon has ended or dropped
@@ -41,18 +39,13 @@ class Receiver {
 
     /* When it came (CLOCK_MONOTONIC), and what this receiver has missed since it attached. */
     uint64_t received_us() const { return received_us_; }
-    uint32_t skipped() const { return held_.skipped; }
+    uint32_t skipped() const { return channel_.frame().skipped; }
 
     /* Asks the daemon for a key frame. False when the daemon is gone or does not listen. */
     bool request_key_frame();
 
   private:
-    Outcome take(const shbf_event_t &event);
-    void release();
-
-    shbf_rcv_t *receiver_;
-    bool holds_ = false;
-    shbf_frame_t held_{};
+    Channel channel_;
     FrameView view_{};
     uint64_t received_us_ = 0;
 };

@@ -58,6 +58,12 @@ void ElementaryRecording::write(std::string_view payload, uint64_t /*time_us*/) 
     written_bytes_ += static_cast<int64_t>(payload.size());
 }
 
+void ElementaryRecording::rewrite(std::string_view beginning) {
+    if (pwrite(fd_, beginning.data(), beginning.size(), 0) < 0 && errno != ESPIPE) {
+        fail(path_, "complete");
+    }
+}
+
 void ElementaryRecording::finish() {
     if (close(std::exchange(fd_, -1)) != 0) {
         fail(path_, "complete");

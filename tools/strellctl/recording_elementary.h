@@ -20,6 +20,9 @@ class ElementaryRecording : public Recording {
     void write(std::string_view payload, uint64_t time_us) override;
     void finish() override;
 
+    /* Writes over what is at the beginning; nothing happens where that cannot be done (a pipe). */
+    void rewrite(std::string_view beginning);
+
   private:
     std::string path_;
     int fd_;
