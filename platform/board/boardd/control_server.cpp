@@ -17,6 +17,7 @@ namespace board {
 namespace {
 
 constexpr size_t connections_max = 32;
+constexpr int packets_at_once = 16; // of one client, before the others have their turn
 constexpr int backlog = 16;
 constexpr ev_tstamp accept_pause_s = 0.1;
 
@@ -26,6 +27,12 @@ constexpr ev_tstamp accept_pause_s = 0.1;
                                  ": stop it first, or set STRELL_RUN_DIR for a board of your own");
     }
     throw std::runtime_error("cannot serve " + path + ": " + run_dir_listen_problem(error));
+}
+
+/* A packet, or the end. */
+bool has_more(int fd) {
+    char byte = 0;
+    return recv(fd, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) >= 0;
 }
 
 } // namespace
@@ -100,9 +107,15 @@ void ControlServer::on_connection(struct ev_loop * /*loop*/, ev_io *watcher, int
     auto *connection = static_cast<Connection *>(watcher->data);
     ControlServer *server = connection->server;
     const ClientId id = connection->id;
-    if (!server->read_one(*connection)) {
-        server->disconnect(id);
-    }
+    // All that is there: so the last words of a client that has died, and its end, are read before the first
+    // words of one that came after it.
+    int packets = 0;
+    do {
+        if (!server->read_one(*connection)) {
+            server->disconnect(id);
+            return;
+        }
+    } while (++packets < packets_at_once && has_more(connection->fd));
 }
 
 /* False when the connection is of no further use. */
