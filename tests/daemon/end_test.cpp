@@ -39,8 +39,8 @@ class EndByFault : public End, public testing::WithParamInterface<const char *> 
 TEST_P(EndByFault, InAnyThreadEndsTheProcessAsASignalDoes) {
     system_.start();
     const pid_t pid = system_.daemon->pid();
-    const pid_t thread = support::thread_named(pid, GetParam());
-    ASSERT_GT(thread, 0);
+    pid_t thread = 0;
+    ASSERT_TRUE(support::eventually([&] { return (thread = support::thread_named(pid, GetParam())) > 0; }));
     ASSERT_EQ(tgkill(pid, thread, SIGSEGV), 0);
     EXPECT_EQ(system_.daemon->exit_code(), 255) << system_.daemon->output();
     EXPECT_EQ(system_.daemon->count("---sighandler:last -1, new 11---"), 1U);

@@ -178,7 +178,7 @@ TEST_F(Start, AnUnboundCameraBringsNoVideo) {
     ASSERT_NE(receiver, nullptr);
     shbf_event_t event;
     EXPECT_EQ(shbf_rcv_next(receiver.get(), &event, 1500), 0);
-    EXPECT_EQ(system_.daemon->count("fps:"), 0U);
+    EXPECT_EQ(system_.daemon->count("video_stream_thread(),video chn"), 0U);
 }
 
 TEST(Binary, NeedsNoCppRunTimeLibrary) {

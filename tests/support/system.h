@@ -9,6 +9,7 @@
 #include "libshbf_receiver.h"
 #include "support/process.h"
 #include "support/scratch.h"
+#include "support/socket_names.h"
 
 #include <memory>
 #include <optional>
@@ -49,6 +50,7 @@ class System {
     static std::optional<std::string> get(const std::string &key, const std::string &name_space = "nvram");
 
     const ScratchRunDir &dir() const { return dir_; }
+    OwnSocketNames socket_names_; // before anything is started
     ScratchRunDir dir_;
     std::unique_ptr<Process> store;
     std::unique_ptr<Process> board;
