@@ -211,8 +211,8 @@ TEST_P(EchoCancelled, BySoMuchAfterOneSecondOfSingleTalk) {
     EXPECT_LT(bench::erle_db(off, off, 1, 12), 0.1) << "it measures something else";
 }
 
-// Measured: 0.96 and more, at most 0.4 dB lost. Softer by 10 dB: 0.97, and 0.86 where the echo is as loud as the
-// speaker.
+// Measured: 0.96 and more, at most 0.4 dB lost. Softer by 10 dB: 0.97, and 0.86 where the echo is as loud as
+// the speaker.
 TEST_P(EchoCancelled, AndWhoSpeaksNearbyIsUnderstood) {
     const bench::Talk same = {GetParam().voice, GetParam().voice + 1, 0, true};
     const bench::Capture loud = bench::run_engine(GetParam().room, same, true);
