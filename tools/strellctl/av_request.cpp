@@ -148,7 +148,7 @@ std::string data_text(const AvRequest &request, const av_cmd_ack_t &ack) {
     if (reply == AvReply::numbers && !words.empty()) {
         std::string text;
         for (const uint32_t word : words) {
-            text += (text.empty() ? "" : " ") + std::to_string(word);
+            text += format("%s%u", text.empty() ? "" : " ", word);
         }
         return text;
     }
