@@ -123,6 +123,8 @@ class Script {
     std::map<std::string, int32_t> response_results;
     /* The type of every value. */
     int32_t value_type = XDATA_TEXT;
+    /* xresponse_parse says nothing about its status, and gives no result. */
+    bool parse_says_nothing = false;
     /* Keys whose requests cannot be sent, and keys that cannot be watched or written. */
     std::vector<std::string> get_fails;
     std::vector<std::string> watch_fails;
@@ -161,6 +163,8 @@ class Script {
     /* Which calls of malloc fail, counted from 1; and how many there were. */
     std::set<size_t> malloc_fails;
     std::atomic<size_t> mallocs{0};
+    /* Whether json_object_new_object gives one. */
+    bool json_objects = true;
     /* Waiting for the condition returns at once, without the lock in between, unless threads are real. */
     bool threads_are_real = false;
 
@@ -215,8 +219,8 @@ std::string format(const char *text, ...) __attribute__((format(printf, 1, 2)));
  */
 void notify(const std::string &key, const char *value, int32_t type = XRESPONSE_NOTIFY, int32_t status = 0);
 
-/* The same with a response that does not parse: there is no result. */
-void notify_broken(const std::string &key, int32_t status = -1);
+/* The same with a response that has no result, because it does not parse as a rule. */
+void notify_broken(const std::string &key, int32_t status = -1, int32_t type = XRESPONSE_ERROR);
 
 /* Allocations of the scripted store client that the daemon has not freed. */
 int unfreed();
