@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <ev.h>
+#include <json-c/json.h>
 #include <sys/prctl.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -66,6 +67,12 @@ void *__wrap_malloc(size_t size) {
         return nullptr;
     }
     return __real_malloc(size);
+}
+
+json_object *__real_json_object_new_object(void);
+
+json_object *__wrap_json_object_new_object(void) {
+    return current().json_objects ? __real_json_object_new_object() : nullptr;
 }
 
 int __wrap_kill(pid_t pid, int number) {
