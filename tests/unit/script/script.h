@@ -99,6 +99,11 @@ class Script {
     uint64_t now_us = 0;             // virtual
     uint64_t alarm_at_us = 0;        // 0: none is set
     std::vector<std::string> misuse; // of buffers: freed twice, freed after a broadcast took it ...
+    // The play queue's lock and condition: what kind of lock it was last made, how often the condition was
+    // signalled, and how often of these without the lock.
+    int mutex_type = -1;
+    std::atomic<size_t> cond_signals{0};
+    std::atomic<size_t> cond_signals_unlocked{0};
 
     /* How many entries begin with `text`, and those entries. */
     size_t count(const std::string &text) const;
