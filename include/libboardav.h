@@ -1,6 +1,9 @@
 /*
  * libboardav: the board. Sensor, image signal processor, encoders, microphone, speaker, overlay, lamp.
  *
+ * Lengths: what a call says that it has written (`len` of a record) is at most the capacity that it was
+ * given; the daemon relies on it and publishes that many bytes.
+ *
  * Life: get_deviceType_by_sensor (libdevice_kitv2.h) and control_venc_dynamically may be called first; then
  * board_system_init once; then everything else; board_system_exit ends it, from a signal handler as a rule,
  * and the process ends behind it without waiting for the threads that are inside calls.
@@ -256,12 +259,18 @@ int32_t set_video_Vflip(void);
 int32_t set_video_normal(void);
 int32_t set_video_flicker(int32_t hz);
 
-/* Day/night mode of the image signal processor: 0 day, 1 night. May block while it switches. */
+/*
+ * Day/night mode of the image signal processor: 0 day, 1 night. Setting it may block while it switches: it is
+ * called on a thread of its own, and other calls must not have to wait for it. Result of set_isp_dnmode: 0;
+ * anything else counts as a failure, and the call is tried once more after 10 s.
+ */
 int32_t set_isp_dnmode(int32_t mode);
 int32_t get_isp_dnmode(int32_t *mode);
 
-/* Exposure and white balance, as records that the board defines; clients of the daemon get the bytes as they
- * are. */
+/*
+ * Exposure and white balance, as records that the board defines; clients of the daemon get the bytes as they
+ * are. Records to fill are aligned for 64-bit words, the one to set for 32-bit words.
+ */
 #define ISP_EV_BYTES 28
 #define ISP_WB_BYTES 32
 int32_t get_isp_ev(void *record);

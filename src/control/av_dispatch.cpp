@@ -74,7 +74,7 @@ int32_t start_dnmode(const Command &command) {
 /* Answers with a record of the board's, whatever the board says. */
 template <int32_t (*board_call)(void *), uint32_t bytes, uint32_t ack>
 int32_t answer_record(const Command &command) {
-    uint8_t record[bytes] = {};
+    alignas(8) uint8_t record[bytes] = {}; // the board may fill it in as a structure of its own
     const int32_t result = board_call(record);
     send_av_cmd_ack(command.fd, ack, result, record, sizeof record);
     return 0;
@@ -118,7 +118,7 @@ struct Row {
 };
 
 constexpr Row rows[] = {
-    {0x1001, 0, nullptr, nullptr, set_md_sensitivity},
+    {0x1001, 0, nullptr, nullptr, set_md_sensitivity}, // sends 0x1002
     {0x1003, 0, nullptr, nullptr, nothing},
     {0x1005, 0x1006, nullptr, nullptr, call<start_md>},
     {0x1007, 0x1008, nullptr, nullptr, call<stop_md>},
@@ -128,10 +128,10 @@ constexpr Row rows[] = {
     {0x100f, 0x1010, log_info, "disable_wdr\n", call<disable_wdr>},
     {0x1011, 0x1012, log_debug, "enable Vfilp\n", call<set_video_Vflip>},
     {0x1013, 0x1014, log_debug, "disable Vfilp\n", call<set_video_normal>},
-    {0x1016, 0, nullptr, nullptr, answer_dnmode},
+    {0x1016, 0, nullptr, nullptr, answer_dnmode}, // sends 0x1017
     {0x1018, 0x1019, nullptr, nullptr, start_dnmode},
-    {0x101a, 0, nullptr, nullptr, get_ev_ack},
-    {0x101e, 0, nullptr, nullptr, get_wb_ack},
+    {0x101a, 0, nullptr, nullptr, get_ev_ack}, // sends 0x101b
+    {0x101e, 0, nullptr, nullptr, get_wb_ack}, // sends 0x101f
     {0x1020, 0x1021, nullptr, nullptr, set_white_balance},
     {0x1022, 0, nullptr, nullptr, call_with_word<set_speaker_vol>},
     {0x1023, 0, nullptr, nullptr, call<set_speaker_talking_vol>},
@@ -175,7 +175,7 @@ constexpr Range bitrate_ranges[] = {{6, 0, 1},        {0, 0, 3},  {3, 10, 100},
 int32_t av_cmd_dispatch(int32_t fd, const void *payload, uint32_t code) {
     const Row &row = row_of(code);
     if (row.text != nullptr) {
-        row.log("%s", row.text);
+        row.log("%s", row.text); // a format that is no literal cannot be checked
     }
     const int32_t result = row.perform({fd, payload, code});
     return row.ack == 0 ? result : send_av_cmd_ack(fd, row.ack, result, nullptr, 0);

@@ -23,8 +23,8 @@
 int32_t av_cmd_dispatch(int32_t fd, const void *payload, uint32_t code);
 
 /*
- * Hands a bit rate to the board when all its words are in range; a client chose them. Result: the board's, or
- * -1 when one is not, which is logged.
+ * Hands a bit rate to the board when the six of its eight words that have a range are in it; a client chose
+ * them. Result: the board's, or -1 when one is not, which is logged.
  */
 int32_t control_enc_bitrate(const BitrateControl *record);
 

@@ -35,9 +35,15 @@ void end_client(struct ev_loop *loop, ev_io *watcher) {
 
 /* Runs the complete commands among `*fill` bytes and moves the rest to the front. */
 void run_commands(int fd, uint8_t *buffer, size_t *fill) {
-    const auto consumed =
-        static_cast<size_t>(av_cmd_parse(fd, buffer, static_cast<int32_t>(*fill), av_cmd_dispatch));
-    *fill -= consumed;
+    const auto length = static_cast<int32_t>(*fill);
+    int32_t consumed = av_cmd_parse(fd, buffer, length, av_cmd_dispatch);
+    // A library that counts wrongly must not cost memory that is not the buffer's.
+    if (consumed < 0) {
+        consumed = 0;
+    } else if (consumed > length) {
+        consumed = length;
+    }
+    *fill = static_cast<size_t>(length - consumed);
     memmove(buffer, buffer + consumed, *fill);
 }
 

@@ -6,6 +6,7 @@
 #include "libvuto_util.h"
 #include "settings/device_status.h"
 
+#include <errno.h>
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
@@ -67,20 +68,18 @@ void switch_on() {
         log_info("###enable_aec###\n");
         aec_on = 1;
     }
-    alarm(0);
 }
 
 void drain() {
-    PlayItem *item = nullptr;
-    do {
-        item = take_item();
-        if (item != nullptr) {
-            if (!mortor_run) {
-                play_sound(item->bytes, item->length);
-            }
-            message_queue_free(item);
+    for (PlayItem *item = take_item(); item != nullptr; item = take_item()) {
+        if (!mortor_run) {
+            play_sound(item->bytes, item->length);
         }
-    } while (item != nullptr && device_status.running);
+        message_queue_free(item);
+        if (!device_status.running) {
+            break;
+        }
+    }
 }
 
 void switch_off_later() {
@@ -124,6 +123,7 @@ void *play_audio(void * /*argument*/) {
             break;
         }
         switch_on();
+        alarm(0); // a switch-off that was to come
         drain();
         switch_off_later();
     }
@@ -132,8 +132,10 @@ void *play_audio(void * /*argument*/) {
 }
 
 void aec_off_on_alarm(int /*signal_number*/) {
+    const int saved_errno = errno; // of what it interrupts
     log_info("###disable_aec###\n");
     disable_aec();
     disable_speaker();
     aec_on = 0;
+    errno = saved_errno;
 }

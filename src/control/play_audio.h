@@ -31,7 +31,7 @@ int32_t evt_rcvr_message_play(void *user, int32_t receiver, const void *bytes, i
  * device_status.running clear. */
 void *play_audio(void *argument);
 
-/* Switches speaker and echo cancellation off. SIGALRM's handler, on any thread. */
+/* Switches speaker and echo cancellation off. SIGALRM's handler, on any thread; errno stays as it was. */
 void aec_off_on_alarm(int signal_number);
 
 #endif

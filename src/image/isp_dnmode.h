@@ -21,8 +21,8 @@ extern Relaxed<int32_t> dn_mode;
 int32_t set_isp_dnmode_thread(int32_t mode);
 
 /*
- * The body of the thread; the argument is ignored. Sets dn_mode on the board; when that fails once more after
- * 10 s, with what dn_mode is by then, and then no more.
+ * The body of the thread; the argument is ignored. Sets dn_mode on the board; when that fails, once more
+ * after 10 s, with what dn_mode is by then, and then no more.
  */
 void *isp_dnmode_thread(void *argument);
 

@@ -69,7 +69,9 @@ useconds_t fetch(AudioFetcher *fetcher) {
         return no_buffer_us;
     }
     AudioFrameInfo info;
-    if (get_audio_stream(buffer + header_bytes, payload_max_bytes, &info) >= 0 && info.len > 0) {
+    // Signed: a length that no block can have counts as none.
+    if (get_audio_stream(buffer + header_bytes, payload_max_bytes, &info) >= 0 &&
+        static_cast<int32_t>(info.len) > 0) {
         publish(fetcher, buffer, &info);
         return pace_us;
     }
@@ -85,7 +87,7 @@ int32_t start_audio_thread(pthread_t *threads) {
     for (int32_t i = 0; i < audio_thread_count; ++i) {
         const int result = pthread_create(&threads[i], nullptr, bodies[i], nullptr);
         log_info("%s(), ret is %d\n", "start_audio_thread", result);
-        if (result != 0) {
+        if (result != 0) { // errors come as positive numbers, and main joins what is said to run
             log_err("Create get_audio_stream error\n");
             return -1;
         }

@@ -6,6 +6,9 @@
 
 void report_fetch_error(int32_t type) {
     json_object *object = json_object_new_object();
+    if (object == nullptr) { // no memory, and nobody waits for the report
+        return;
+    }
     json_object_object_add(object, "type", json_object_new_int(type));
     report_stat_object("strell_v2.err", object);
 }

@@ -10,7 +10,7 @@
 int32_t start_osd_thread(pthread_t *thread) {
     const int result = pthread_create(thread, nullptr, osd_thread, nullptr);
     log_info("%s(), ret is %d\n", "start_osd_thread", result);
-    if (result != 0) {
+    if (result != 0) { // errors come as positive numbers, and main joins what is said to run
         log_err("%s(),create error\n", "start_osd_thread");
         return -1;
     }

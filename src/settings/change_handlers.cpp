@@ -6,6 +6,7 @@
 #include "libvuto_util.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
+#include "settings/number.h"
 #include "settings/region.h"
 
 #include <stdlib.h>
@@ -72,7 +73,11 @@ constexpr Switch flip_switch = {&DeviceStatus::flip,         "on", 1, false, tel
 // ---- values that are no flags, and what is special about single keys ----
 
 void follow_wdr(const char *value) {
-    log_info("%s", device_status.wdr == 0 ? "wdr is close" : "wdr is open"); // as it was
+    if (device_status.wdr == 0) { // as it was
+        log_info("wdr is close");
+    } else {
+        log_info("wdr is open");
+    }
     follow<wdr_switch>(value);
 }
 
@@ -85,7 +90,7 @@ void forget_region() {
 }
 
 void follow_flicker(const char *value) {
-    const int32_t hz = atoi(value);
+    const int32_t hz = number_of(value);
     if (hz != device_status.flicker_hz) {
         device_status.flicker_hz = hz;
         set_video_flicker(hz);
@@ -179,6 +184,9 @@ const xdata_t *value_of(int32_t type, const void *result) {
 }
 
 void free_result(int32_t type, void *result) {
+    if (result == nullptr) {
+        return;
+    }
     if (is_pair(type)) {
         xpair_free(static_cast<NotifyPair *>(result), 0);
     } else if (type == XRESPONSE_DATA) {

@@ -3,12 +3,13 @@
  *
  * A new encoder profile takes two writes. "hot_config" (namespace "nvram") changes only what this process
  * knows; "hot_status" = "changing" (namespace "mem") then makes the producers rest, hands the profile to the
- * board and is answered by writing "changed" back.
+ * board and is answered by writing "changed" back. A store that hangs keeps the producers at rest until the
+ * writing gives up, 5 s on the development platform.
  *
  * The other keys change device_status and, most of them, the board at once. They read their values
  * differently from the start (start_reading.h), on purpose: here every text decides. A key that was removed
- * from the store changes nothing, but for regioncode and flicker, which go back to their defaults here and
- * not on the board.
+ * from the store changes nothing, but for regioncode and flicker, which go back to their defaults: the region
+ * comes to the board with its next time stamp, within 500 ms, the frequency does not.
  *
  * Threads: loop thread; a handler keeps the loop for as long as it runs (hot_status_cb: at least 100 ms). All
  * have the signature of a notification callback (libmortox.h); `user` is null.

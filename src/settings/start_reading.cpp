@@ -4,6 +4,7 @@
 #include "libvuto_util.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
+#include "settings/number.h"
 #include "settings/region.h"
 
 #include <stdlib.h>
@@ -52,7 +53,7 @@ void apply_region(const char *value) {
 }
 
 void apply_flicker(const char *value) {
-    device_status.flicker_hz = atoi(value);
+    device_status.flicker_hz = number_of(value);
 }
 
 void apply_hot_config(const char *value) {

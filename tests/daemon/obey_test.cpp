@@ -22,6 +22,12 @@ class Obey : public testing::Test {
   protected:
     Obey() { system_.start(); }
 
+    /* A player, once the playback thread waits: what comes before is played with what comes next. */
+    support::ReceiverHandle attach_player() const {
+        EXPECT_TRUE(support::thread_sleeps(system_.daemon->pid(), "play_audio"));
+        return support::attach("/run/audio_play");
+    }
+
     static bool board_says(const std::string &text) {
         return eventually([&] { return board::BoardCtl().status().find(text) != std::string::npos; });
     }
@@ -190,6 +196,7 @@ TEST_F(Obey, ASnapshotGoesToWhoAskedAndToNobodyElse) {
     const auto asking = support::attach("/run/jpeg_snap");
     const auto other = support::attach("/run/jpeg_snap");
     ASSERT_NE(asking, nullptr);
+    ASSERT_NE(other, nullptr);
     for (const auto &[request, kind] :
          {std::pair{std::string("REQ_SNAPSHOT_A"), 1U}, {"REQ_SNAPSHOT_R", 0U}}) {
         ASSERT_EQ(shbf_rcv_send(asking.get(), request.data(), static_cast<uint32_t>(request.size())), 0);
@@ -206,6 +213,7 @@ TEST_F(Obey, ASnapshotGoesToWhoAskedAndToNobodyElse) {
 
 TEST_F(Obey, ARawFrameIsAWholePicture) {
     const auto receiver = support::attach("/run/video_rawstream");
+    ASSERT_NE(receiver, nullptr);
     ASSERT_EQ(shbf_rcv_send(receiver.get(), "x", 1), 0);
     const std::string reply = next_frame(receiver);
     EXPECT_EQ(header_of<RawFrameInfo>(reply).len, 368640U);
@@ -214,6 +222,7 @@ TEST_F(Obey, ARawFrameIsAWholePicture) {
 
 TEST_F(Obey, TheMicrophoneIsPublishedInNumberedBlocks) {
     const auto receiver = support::attach("/run/audio_in");
+    ASSERT_NE(receiver, nullptr);
     uint32_t before = 0;
     for (int i = 0; i < 10; ++i) {
         const std::string block = next_frame(receiver);
@@ -228,11 +237,10 @@ TEST_F(Obey, TheMicrophoneIsPublishedInNumberedBlocks) {
 }
 
 TEST_F(Obey, SoundSwitchesTheSpeakerAndTheCancellerOnForFiveSeconds) {
-    const auto player = support::attach("/run/audio_play");
-    const std::string block(1280, '\x10');
-    for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(shbf_rcv_send(player.get(), block.data(), static_cast<uint32_t>(block.size())), 0);
-    }
+    const auto player = attach_player();
+    ASSERT_NE(player, nullptr);
+    const std::string sound(6400, '\x10');
+    ASSERT_EQ(shbf_rcv_send(player.get(), sound.data(), static_cast<uint32_t>(sound.size())), 0);
     EXPECT_TRUE(system_.daemon->saw("info ###enable_aec###"));
     EXPECT_TRUE(board_says(R"("heard":3200)")) << board::BoardCtl().status();
     EXPECT_TRUE(system_.daemon->saw("info ###disable_aec###"));
@@ -240,15 +248,20 @@ TEST_F(Obey, SoundSwitchesTheSpeakerAndTheCancellerOnForFiveSeconds) {
 }
 
 TEST_F(Obey, BannedSoundIsNotPlayed) {
-    const auto player = support::attach("/run/audio_play");
+    const auto player = attach_player();
+    ASSERT_NE(player, nullptr);
     ASSERT_EQ(shbf_rcv_send(player.get(), "SOUND_BAN", 9), 0);
     ASSERT_TRUE(system_.daemon->saw("info recv disable speaker cmd, dn_mode is 0"));
     const std::string block(1280, '\x10');
     ASSERT_EQ(shbf_rcv_send(player.get(), block.data(), static_cast<uint32_t>(block.size())), 0);
     ASSERT_TRUE(system_.daemon->saw("info ###enable_aec###"));
+    ASSERT_TRUE(system_.daemon->saw("info ###disable_aec###")); // all that there was has had its turn
+    EXPECT_NE(board::BoardCtl().status().find(R"("played":0,)"), std::string::npos)
+        << board::BoardCtl().status();
     ASSERT_EQ(shbf_rcv_send(player.get(), "SOUND_UNBAN", 11), 0);
-    ASSERT_TRUE(system_.daemon->saw("info enable speaker, dn_mode is 0 "));
-    EXPECT_TRUE(board_says(R"("played":0,)")) << board::BoardCtl().status();
+    ASSERT_EQ(shbf_rcv_send(player.get(), block.data(), static_cast<uint32_t>(block.size())), 0);
+    EXPECT_TRUE(board_says(R"("played":640,)")) << board::BoardCtl().status();
+    EXPECT_TRUE(system_.daemon->saw("info enable speaker, dn_mode is 0 "));
 }
 
 } // namespace

@@ -60,6 +60,15 @@ pid_t thread_named(pid_t pid, const std::string &name) {
     return 0;
 }
 
+bool thread_sleeps(pid_t pid, const std::string &name) {
+    return eventually([&] {
+        const std::string task = std::to_string(thread_named(pid, name));
+        std::string line;
+        std::getline(std::ifstream("/proc/" + std::to_string(pid) + "/task/" + task + "/stat"), line);
+        return line.find(") S ") != std::string::npos; // "123 (name) S ..."
+    });
+}
+
 void System::start_empty_store() {
     seeded_ = true;
     start_store({"--memory", "nvram", "--memory", "mem"});

@@ -70,6 +70,9 @@ ReceiverHandle attach(const char *path, uint32_t window = 0);
 /* The thread of a process that has this name; 0 when there is none. */
 pid_t thread_named(pid_t pid, const std::string &name);
 
+/* Waits until that thread exists and sleeps. */
+bool thread_sleeps(pid_t pid, const std::string &name);
+
 /* The path of a program of this build. */
 std::string program(const std::string &name);
 

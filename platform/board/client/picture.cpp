@@ -1,4 +1,6 @@
-// The picture's controls: one request each, answered at once.
+// The picture's controls: one request each, answered at once. That goes for the day/night mode too: boardd
+// switches it without waiting, so nobody waits behind set_isp_dnmode although it shares the one connection. A
+// board that takes its time over it would need a connection of its own here, as play_sound has one.
 
 #include "board/client/link.h"
 #include "board/client/streams.h"

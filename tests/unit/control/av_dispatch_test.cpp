@@ -78,10 +78,30 @@ TEST_P(PlainCommand, GivesTheResultOfTheAcknowledgement) {
 INSTANTIATE_TEST_SUITE_P(Codes, PlainCommand, testing::ValuesIn(plain_commands),
                          [](const auto &row) { return std::string(row.param.board_call); });
 
+class EveryCommand : public AvDispatch {
+  protected:
+    EveryCommand() {
+        set_words({1, 500000, 77, 50, 20, 40, 1}); // a good bit rate, too
+        script.results["send_av_cmd_ack"] = -32;
+    }
+};
+
+TEST_F(EveryCommand, ThatTheDispatcherAcknowledgesGivesTheResultOfThat) {
+    for (const uint32_t code : {0x1018U, 0x1020U, 0x1025U, 0x1027U, 0x1029U, 0x102bU, 0x102dU}) {
+        EXPECT_EQ(dispatch(code), -32) << std::hex << code;
+    }
+}
+
+TEST_F(EveryCommand, ThatAcknowledgesItselfGivesSuccess) {
+    for (const uint32_t code : {0x1001U, 0x1016U, 0x101aU, 0x101eU}) {
+        EXPECT_EQ(dispatch(code), 0) << std::hex << code;
+    }
+}
+
 TEST_F(AvDispatch, OverlayCommandsChangeTheRecordAfterTheBoardWasTold) {
     int at_call = -1;
     script.when("disable_osd", [&] { at_call = device_status.watermark; });
-    script.results["disable_osd"] = -1; // not looked at
+    script.results = {{"disable_osd", -1}, {"enable_osd", -1}}; // not looked at
     dispatch(0x100b);
     EXPECT_EQ(at_call, 1);
     EXPECT_EQ(device_status.watermark, 0);
@@ -134,8 +154,11 @@ TEST_F(AvDispatch, DayNightModeIsSetOnAThreadOfItsOwn) {
 
 TEST_F(AvDispatch, DayNightModeIsAcknowledgedWithSuccessEvenWithoutAThread) {
     script.pthread_create_results = {{1, -1}};
+    set_words({5});
     dispatch(0x1018);
-    EXPECT_EQ(script.entries("send_av_cmd_ack"), (Entries{"send_av_cmd_ack(9, 0x1019, 0, null, 0)"}));
+    EXPECT_EQ(journal(), (Entries{"pthread_create(1, default)", "log: Create set_isp_dnmode_thread error\n",
+                                  "send_av_cmd_ack(9, 0x1019, 0, null, 0)"}));
+    EXPECT_EQ(dn_mode, 5);
 }
 
 TEST_F(AvDispatch, ExposureIsAnsweredWithTwentyEightBytesWhateverTheResult) {

@@ -154,6 +154,22 @@ TEST_F(IpcServer, ForgetsAClientThatLeaves) {
     EXPECT_EQ(steps(), Entries{}); // nobody is watched any more
 }
 
+// A client that leaves without having read an acknowledgement resets the connection.
+TEST_F(IpcServer, MakesNothingOfAReadThatFailsAndForgetsTheClientAtTheNextWakeUp) {
+    int server = -1;
+    const int client = connected(&server);
+    send(server, "an acknowledgement");
+    script.journal.clear();
+    leave(client);
+    turn();
+    EXPECT_EQ(steps(), (Entries{script::format("recv(%d, 512, MSG_DONTWAIT)", server)}));
+    EXPECT_EQ(ipc_client_count, 1);
+    turn();
+    EXPECT_EQ(script.journal.back(),
+              script::format("warning: peer %d might closing,now 0 client connected\n", server));
+    EXPECT_EQ(ipc_client_count, 0);
+}
+
 TEST_F(IpcServer, RunsWhatAClientSentBeforeItLeft) {
     const int client = connected();
     send(client, "last words");
@@ -276,6 +292,37 @@ TEST_F(IpcServer, AsksForNoMoreThanHasRoom) {
                                                script::format("recv(%d, 412, MSG_DONTWAIT)", server),
                                                script::format("recv(%d, 512, MSG_DONTWAIT)", server),
                                                script::format("recv(%d, 424, MSG_DONTWAIT)", server)}));
+}
+
+TEST_F(IpcServer, TakesAParserThatGoesBackwardsForOneThatStands) {
+    const int client = connected();
+    script.av_cmd_parse = [&](int32_t, const std::string &bytes, av_cmd_handler_t) {
+        seen_.push_back(bytes);
+        if (seen_.size() == 1) {
+            send(client, "more");
+            return -7;
+        }
+        return static_cast<int32_t>(bytes.size());
+    };
+    send(client, "some");
+    turn();
+    EXPECT_EQ(seen_, (Entries{"some", "somemore"}));
+}
+
+TEST_F(IpcServer, TakesAParserThatConsumesMoreThanThereIsForOneThatConsumesAll) {
+    int server = -1;
+    const int client = connected(&server);
+    script.av_cmd_parse = [&](int32_t, const std::string &bytes, av_cmd_handler_t) {
+        seen_.push_back(bytes);
+        if (seen_.size() == 1) {
+            send(client, "more");
+        }
+        return INT32_MAX;
+    };
+    send(client, "some");
+    turn();
+    EXPECT_EQ(seen_, (Entries{"some", "more"}));
+    EXPECT_EQ(script.count(script::format("recv(%d, 512, MSG_DONTWAIT)", server)), 3U);
 }
 
 class IpcServerFull : public IpcServer, public testing::WithParamInterface<size_t> {};

@@ -111,6 +111,25 @@ TEST_F(MessageQueue, DestroyedForgetsItsItemsWithoutFreeingThem) {
 
 // ---- its lock ----
 
+TEST_F(MessageQueue, HasALockOfTheNormalKindByItsAttribute) {
+    EXPECT_EQ(script.mutex_type, PTHREAD_MUTEX_NORMAL);
+}
+
+TEST_F(MessageQueue, SignalsOnceForEachAppendWithTheLockHeld) {
+    fill(400);
+    EXPECT_EQ(script.cond_signals, 400U);
+    message_queue_append(make_play_item("late")); // into a full queue
+    EXPECT_EQ(script.cond_signals, 401U);
+    EXPECT_EQ(script.cond_signals_unlocked, 0U);
+}
+
+TEST_F(MessageQueue, SignalsOnceForEachWakeUpWithTheLockHeld) {
+    message_queue_wake();
+    message_queue_wake();
+    EXPECT_EQ(script.cond_signals, 2U);
+    EXPECT_EQ(script.cond_signals_unlocked, 0U);
+}
+
 TEST_F(MessageQueue, HasALockThatItsHolderCannotTakeTwice) {
     const PlayQueueHold hold;
     EXPECT_EQ(pthread_mutex_trylock(&play_queue.mutex), EBUSY);

@@ -8,6 +8,7 @@
 #include "script/daemon_test.h"
 #include "settings/device_status.h"
 
+#include <cerrno>
 #include <csignal>
 
 namespace {
@@ -111,6 +112,14 @@ TEST_F(PlayAudio, PlaysWhatComesWhileItPlays) {
     run({[] { send("one"); }, nothing});
     EXPECT_EQ(script.journal,
               joined({beginning(), waited(), switched_on(), played({"one", "two"}), waited()}));
+}
+
+// The wait knows no predicate: what came while nobody waited is played at the next wake-up, and not before.
+TEST_F(PlayAudio, WaitsWithSoundInTheQueueForTheNextWakeUp) {
+    script.when("alarm(5)", [] { send("late"); });
+    run({[] { send("one"); }, nothing, nothing});
+    EXPECT_EQ(script.journal, joined({beginning(), waited(), switched_on(), played({"one"}), waited(),
+                                      played({"late"}), waited()}));
 }
 
 TEST_F(PlayAudio, PlaysAWordWithItsNul) {
@@ -221,6 +230,15 @@ TEST_F(PlayAudio, TheAlarmsHandlerSwitchesOffInOrder) {
     EXPECT_EQ(script.journal, switched_off());
     EXPECT_EQ(at_log, 1);
     EXPECT_EQ(aec_on, 0);
+}
+
+TEST_F(PlayAudio, TheAlarmsHandlerKeepsErrnoOfWhatItInterrupts) {
+    for (const char *call : {"disable_aec", "disable_speaker"}) {
+        script.when(call, [] { errno = EPIPE; });
+    }
+    errno = EAGAIN;
+    aec_off_on_alarm(SIGALRM);
+    EXPECT_EQ(errno, EAGAIN);
 }
 
 TEST_F(PlayAudio, SetsNoAlarmWhenItIsOffAlreadyBehindTheSound) {

@@ -37,12 +37,14 @@ TEST_F(PlayMessage, MayBeAsLongAsAMessageCanBe) {
     EXPECT_EQ(pop(), sound);
 }
 
-TEST_F(PlayMessage, IsRefusedWhileTheCameraIsOff) {
-    device_status.power = 0;
-    for (const char *text : {"sound", "SOUND_BAN", "SOUND_UNBAN"}) {
-        mortor_run = 1;
-        EXPECT_EQ(send(text), -1) << text;
-        EXPECT_EQ(mortor_run, 1);
+TEST_F(PlayMessage, IsRefusedUnlessThePowerIsOne) {
+    for (const int power : {0, 2, 255}) {
+        device_status.power = static_cast<uint8_t>(power);
+        for (const char *text : {"sound", "SOUND_BAN", "SOUND_UNBAN"}) {
+            mortor_run = 2; // neither word has been taken
+            EXPECT_EQ(send(text), -1) << text << power;
+            EXPECT_EQ(mortor_run, 2);
+        }
     }
     EXPECT_EQ(script.journal, Entries{});
     EXPECT_EQ(pop(), "none");

@@ -259,6 +259,23 @@ TEST_F(AudioStream, CountsABlockWithoutContentAsAFailure) {
     EXPECT_EQ(published(), std::vector<uint32_t>{});
 }
 
+TEST_F(AudioStream, CountsEveryNegativeResultAsAFailure) {
+    run(times(130, {-2, 10, 1}) + times(132, {INT32_MIN, 10, 1}));
+    EXPECT_EQ(reports(), 1U);
+    EXPECT_EQ(published(), std::vector<uint32_t>{});
+}
+
+TEST_F(AudioStream, TakesALengthThatIsNegativeAsAWordForNone) {
+    script.get_audio_stream = [](uint8_t *, uint32_t, AudioFrameInfo *info) {
+        device_status.running = 0;
+        *info = {};
+        info->len = 0x80000000;
+        return 0;
+    };
+    fetch_aduio_thread(nullptr);
+    EXPECT_EQ(script.journal, joined({beginning(), fetched(), dropped(1)}));
+}
+
 TEST_F(AudioStream, ForgetsFailuresAtABlock) {
     run(times(261, failure) + times(1, block) + times(261, empty));
     EXPECT_EQ(reports(), 0U);

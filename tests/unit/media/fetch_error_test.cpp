@@ -17,4 +17,10 @@ TEST_F(FetchError, IsOneReportWithItsType) {
     }
 }
 
+TEST_F(FetchError, IsNotReportedWithoutMemory) {
+    script.json_objects = false;
+    report_fetch_error(2);
+    EXPECT_EQ(script.journal, Entries{});
+}
+
 } // namespace

@@ -9,8 +9,7 @@ namespace {
 
 class KeyFrameRequest : public DaemonTest {
   protected:
-    /* Sends what is before the NUL of `text`, or `length` bytes of it. True when a key frame was asked for.
-     */
+    /* Sends these bytes. True when a key frame was asked for. */
     bool send(const std::string &bytes) {
         script.journal.clear();
         EXPECT_EQ(evt_rcvr_message_idr(nullptr, 7, bytes.c_str(), static_cast<int32_t>(bytes.size())), 0);

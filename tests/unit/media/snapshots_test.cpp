@@ -105,7 +105,10 @@ TEST_F(RawFrame, ThatTheBoardCannotTakeIsAnEmptyAnswer) {
     Entries expected = answered(0, 64);
     expected.insert(expected.begin() + 2, "warning: Got raw frame error\n");
     EXPECT_EQ(script.journal, expected);
-    EXPECT_EQ(word(sent(), 16), 0U);
+    RawFrameInfo header;
+    memset(&header, 0x81, sizeof header);
+    header.len = 0; // and nothing else
+    EXPECT_EQ(memcmp(sent().data(), &header, sizeof header), 0);
 }
 
 TEST_F(RawFrame, ThatTheBoardLeavesUntouchedIsAnAnswerOfZeros) {
@@ -114,9 +117,11 @@ TEST_F(RawFrame, ThatTheBoardLeavesUntouchedIsAnAnswerOfZeros) {
     EXPECT_TRUE(std::all_of(sent().begin(), sent().begin() + 40, [](uint8_t byte) { return byte == 0; }));
 }
 
-TEST_F(RawFrame, IsNotTakenWhileTheCameraIsOff) {
-    device_status.power = 0;
-    EXPECT_EQ(ask(), -1);
+TEST_F(RawFrame, IsNotTakenUnlessThePowerIsOne) {
+    for (const int power : {0, 2, 255}) {
+        device_status.power = static_cast<uint8_t>(power);
+        EXPECT_EQ(ask(), -1) << power;
+    }
     EXPECT_EQ(script.journal, Entries{});
 }
 
@@ -231,9 +236,9 @@ TEST_F(JpegSnapshot, ThatTheBoardCannotTakeIsAnEmptyAnswer) {
     Entries expected = answered(0);
     expected.insert(expected.begin() + 2, "warning: Got jpeg error\n");
     EXPECT_EQ(script.journal, expected);
-    EXPECT_EQ(sent().size(), 32U);
-    EXPECT_EQ(word(sent(), 16), 0U);
-    EXPECT_EQ(word(sent(), 24), 1U);
+    ASSERT_EQ(sent().size(), 32U);
+    const VideoFrameInfo header = {2, 0xffffffff, 0x123456789abcULL, 0, 9, 1, 11};
+    EXPECT_EQ(memcmp(sent().data(), &header, sizeof header), 0);
 }
 
 TEST_F(JpegSnapshot, ThatTheBoardLeavesUntouchedIsAnAnswerOfZeros) {
@@ -242,9 +247,11 @@ TEST_F(JpegSnapshot, ThatTheBoardLeavesUntouchedIsAnAnswerOfZeros) {
     EXPECT_EQ(sent(), std::vector<uint8_t>(32, 0));
 }
 
-TEST_F(JpegSnapshot, IsNotTakenWhileTheCameraIsOff) {
-    device_status.power = 0;
-    EXPECT_EQ(ask("REQ_SNAPSHOT_A"), -1);
+TEST_F(JpegSnapshot, IsNotTakenUnlessThePowerIsOne) {
+    for (const int power : {0, 2, 255}) {
+        device_status.power = static_cast<uint8_t>(power);
+        EXPECT_EQ(ask("REQ_SNAPSHOT_A"), -1) << power;
+    }
     EXPECT_EQ(script.journal, Entries{});
 }
 
@@ -265,6 +272,18 @@ TEST_F(JpegSnapshot, ThatCannotBeSentIsNobodysConcern) {
     script.results["shbfev_brd_send"] = -2;
     EXPECT_EQ(ask("REQ_SNAPSHOT_A"), 0);
     EXPECT_EQ(script.journal, answered(5000));
+}
+
+TEST_F(JpegSnapshot, CostsFromBeforeItsBufferIsAllocatedUntilItWasFreed) {
+    const auto takes = [this](const char *call, uint64_t us) {
+        script.when(call, [this, us] { script.now_us += us; });
+    };
+    takes("shbfev_brd_alloc", 1000);
+    takes("shbf_set_size", 20000);
+    takes("shbfev_brd_send", 300000);
+    takes("shbf_free", 4000000);
+    ask("REQ_SNAPSHOT_A");
+    EXPECT_EQ(script.journal.back(), "debug: Got jpeg {2, -1, 5000, 20015998343868},time cost 4333.345000\n");
 }
 
 TEST_F(JpegSnapshot, MayEndBeforeItBeganWhenTheClockIsSet) {

@@ -99,6 +99,11 @@ class Script {
     uint64_t now_us = 0;             // virtual
     uint64_t alarm_at_us = 0;        // 0: none is set
     std::vector<std::string> misuse; // of buffers: freed twice, freed after a broadcast took it ...
+    // The play queue's lock and condition: what kind of lock it was last made, how often the condition was
+    // signalled, and how often of these without the lock.
+    int mutex_type = -1;
+    std::atomic<size_t> cond_signals{0};
+    std::atomic<size_t> cond_signals_unlocked{0};
 
     /* How many entries begin with `text`, and those entries. */
     size_t count(const std::string &text) const;
@@ -123,6 +128,8 @@ class Script {
     std::map<std::string, int32_t> response_results;
     /* The type of every value. */
     int32_t value_type = XDATA_TEXT;
+    /* xresponse_parse says nothing about its status, and gives no result. */
+    bool parse_says_nothing = false;
     /* Keys whose requests cannot be sent, and keys that cannot be watched or written. */
     std::vector<std::string> get_fails;
     std::vector<std::string> watch_fails;
@@ -161,6 +168,8 @@ class Script {
     /* Which calls of malloc fail, counted from 1; and how many there were. */
     std::set<size_t> malloc_fails;
     std::atomic<size_t> mallocs{0};
+    /* Whether json_object_new_object gives one. */
+    bool json_objects = true;
     /* Waiting for the condition returns at once, without the lock in between, unless threads are real. */
     bool threads_are_real = false;
 
@@ -215,8 +224,8 @@ std::string format(const char *text, ...) __attribute__((format(printf, 1, 2)));
  */
 void notify(const std::string &key, const char *value, int32_t type = XRESPONSE_NOTIFY, int32_t status = 0);
 
-/* The same with a response that does not parse: there is no result. */
-void notify_broken(const std::string &key, int32_t status = -1);
+/* The same with a response that has no result, because it does not parse as a rule. */
+void notify_broken(const std::string &key, int32_t status = -1, int32_t type = XRESPONSE_ERROR);
 
 /* Allocations of the scripted store client that the daemon has not freed. */
 int unfreed();

@@ -37,6 +37,7 @@ struct Response {
     std::string key;
     const char *value;
     int32_t status;
+    bool has_result = true;
 };
 
 struct Pair {
@@ -77,10 +78,10 @@ void notify(const std::string &key, const char *value, int32_t type, int32_t sta
     }
 }
 
-void notify_broken(const std::string &key, int32_t status) {
+void notify_broken(const std::string &key, int32_t status, int32_t type) {
     for (const Watch &watch : current().watches) {
         if (watch.key == key) {
-            Response response = {{XRESPONSE_ERROR}, "", "", "", nullptr, status};
+            Response response = {{type}, "", "", "", nullptr, status, false};
             watch.callback(&response.head, watch.user);
         }
     }
@@ -164,12 +165,18 @@ int32_t xcontrol_get_response(const xresponse_t *response, xdata_t **data) {
 
 void *xresponse_parse(const xresponse_t *response, int32_t *status) {
     const auto *full = reinterpret_cast<const Response *>(response);
+    if (*status != -1) {
+        current().misuse.emplace_back("xresponse_parse with a status that says something already");
+    }
+    if (current().parse_says_nothing) {
+        return nullptr;
+    }
     *status = full->status;
+    if (!full->has_result) {
+        return nullptr;
+    }
     if (response->type == XRESPONSE_DATA) {
         return make_value(full->value);
-    }
-    if (response->type == XRESPONSE_ERROR) {
-        return nullptr;
     }
     if (response->type != XRESPONSE_NOTIFY && response->type != XRESPONSE_RESYNC) {
         return &not_for_the_daemon.data;
@@ -192,7 +199,9 @@ char *xdata_value_as_char(const xdata_t *data) {
 void xdata_free(xdata_t *data) {
     if (data == &not_for_the_daemon.data) {
         current().misuse.emplace_back("xdata_free of what is not the daemon's");
-    } else if (data != nullptr) {
+    } else if (data == nullptr) {
+        current().misuse.emplace_back("xdata_free of nothing");
+    } else {
         delete reinterpret_cast<Value *>(data);
         --allocations;
     }
@@ -202,7 +211,11 @@ void xpair_free(NotifyPair *pair, int32_t flags) {
     if (flags != 0) {
         current().misuse.emplace_back("xpair_free with flags");
     }
-    if (pair != nullptr) {
+    if (static_cast<void *>(pair) == &not_for_the_daemon.data) {
+        current().misuse.emplace_back("xpair_free of what is not the daemon's");
+    } else if (pair == nullptr) {
+        current().misuse.emplace_back("xpair_free of nothing");
+    } else {
         xdata_free(pair->value);
         delete reinterpret_cast<Pair *>(pair);
         --allocations;

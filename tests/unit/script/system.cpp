@@ -2,10 +2,12 @@
 // real one, journalled. Put in place of the real ones by the linker (--wrap), for the daemon's objects and
 // the tests only.
 
+#include "control/message_queue.h"
 #include "script/script.h"
 
 #include <csignal>
 #include <ev.h>
+#include <json-c/json.h>
 #include <sys/prctl.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -68,6 +70,12 @@ void *__wrap_malloc(size_t size) {
     return __real_malloc(size);
 }
 
+json_object *__real_json_object_new_object(void);
+
+json_object *__wrap_json_object_new_object(void) {
+    return current().json_objects ? __real_json_object_new_object() : nullptr;
+}
+
 int __wrap_kill(pid_t pid, int number) {
     current().write(format("kill(%s, %d)", pid == getpid() ? "self" : "other", number));
     return current().kill_result;
@@ -122,6 +130,26 @@ int __wrap_pthread_cond_wait(pthread_cond_t *condition, pthread_mutex_t *mutex) 
     current().write("pthread_cond_wait()");
     pthread_mutex_lock(mutex);
     return 0;
+}
+
+int __real_pthread_cond_signal(pthread_cond_t *condition);
+
+int __wrap_pthread_cond_signal(pthread_cond_t *condition) {
+    if (condition == &play_queue.condition) {
+        ++current().cond_signals;
+        if (pthread_mutex_trylock(&play_queue.mutex) == 0) {
+            pthread_mutex_unlock(&play_queue.mutex);
+            ++current().cond_signals_unlocked;
+        }
+    }
+    return __real_pthread_cond_signal(condition);
+}
+
+int __real_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type);
+
+int __wrap_pthread_mutexattr_settype(pthread_mutexattr_t *attributes, int type) {
+    current().mutex_type = type;
+    return __real_pthread_mutexattr_settype(attributes, type);
 }
 
 int __real_ev_run(struct ev_loop *loop, int flags);

@@ -40,6 +40,22 @@ TEST_P(OrdinaryHandler, LogsWhatDoesNotParseAndDoesNothingElse) {
     }
 }
 
+TEST_P(OrdinaryHandler, TakesSilenceAboutTheStatusForAFailure) {
+    script.parse_says_nothing = true;
+    script::notify(GetParam().key, "on");
+    EXPECT_EQ(script.journal,
+              (Entries{script::format("err: %s(),Parse recv notify value error.\n", GetParam().handler)}));
+}
+
+// What a response of another type carries is not the daemon's: freeing it is misuse.
+TEST_P(OrdinaryHandler, FreesNothingOfWhatDoesNotParse) {
+    for (const int32_t type : {9, 12}) {
+        script.journal.clear();
+        script::notify(GetParam().key, "on", type, -1);
+        EXPECT_EQ(script.journal.size(), 1U) << type;
+    }
+}
+
 TEST_P(OrdinaryHandler, NamesTheKeyAndStopsWhenThereIsNoValue) {
     script::notify(GetParam().key, nullptr);
     EXPECT_EQ(script.journal, (Entries{script::format("info: Notify: nvram:default:%s", GetParam().key)}));
@@ -81,6 +97,13 @@ TEST_F(ChangeHandlers, HotConfigThatIsNoneIsIgnored) {
     const VencConfig before = venc_config;
     script::notify("hot_config", "nonsense");
     EXPECT_EQ(script.journal.back(), "hot_config_str_to_object(nonsense)");
+    EXPECT_EQ(std::memcmp(&venc_config, &before, sizeof before), 0);
+}
+
+TEST_F(ChangeHandlers, HotConfigThatDoesNotParseLeavesTheProfileAlone) {
+    std::memset(&venc_config, 0x55, sizeof venc_config);
+    const VencConfig before = venc_config;
+    script::notify_broken("hot_config");
     EXPECT_EQ(std::memcmp(&venc_config, &before, sizeof before), 0);
 }
 
@@ -177,6 +200,23 @@ INSTANTIATE_TEST_SUITE_P(Types, HotStatusOfType, testing::Range(0, 13), testing:
 TEST_F(ChangeHandlers, HotStatusThatDoesNotParseIsNotLogged) {
     script::notify_broken("hot_status", -1);
     EXPECT_EQ(script.journal, Entries{});
+}
+
+TEST_F(ChangeHandlers, HotStatusTakesSilenceAboutTheStatusForAFailure) {
+    script.parse_says_nothing = true;
+    script::notify("hot_status", "changing");
+    EXPECT_EQ(script.journal, Entries{});
+}
+
+// Freeing nothing is misuse: not every store's library takes it.
+TEST_F(ChangeHandlers, HotStatusWithoutAResultFreesNothing) {
+    for (const int32_t type : {XRESPONSE_DATA, XRESPONSE_RESYNC, XRESPONSE_NOTIFY}) {
+        for (const int32_t status : {-1, 0, 1}) {
+            script.journal.clear();
+            script::notify_broken("hot_status", status, type);
+            EXPECT_EQ(script.journal, status < 0 ? Entries{} : Entries{type_line(type)}) << type;
+        }
+    }
 }
 
 // ---- both together ----

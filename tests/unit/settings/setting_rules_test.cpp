@@ -104,12 +104,16 @@ TEST_P(FlagRule, TheFlagIsSetBeforeTheBoardIsTold) {
 }
 
 TEST_P(FlagRule, ABoardThatFailsIsNotMinded) {
-    script.results = {{"switch_ch5_res", -1}, {"stop_stream", -1},       {"oru_api_algo_stop", -1},
-                      {"enable_osd", -1},     {"enable_wdr", -1},        {"set_video_Vflip", -1},
-                      {"start_stream", -1},   {"oru_api_algo_start", -1}};
+    for (const char *call :
+         {"switch_ch5_res", "stop_stream", "start_stream", "oru_api_algo_stop", "oru_api_algo_start",
+          "enable_osd", "disable_osd", "enable_wdr", "disable_wdr", "set_video_Vflip", "set_video_normal"}) {
+        script.results[call] = -1;
+    }
     set(1 - row_.at_word);
     EXPECT_EQ(told(row_.word), row_.told_at_word);
     EXPECT_EQ(flag_, row_.at_word);
+    EXPECT_EQ(told("-"), row_.told_otherwise);
+    EXPECT_EQ(flag_, 1 - row_.at_word);
 }
 
 INSTANTIATE_TEST_SUITE_P(Keys, FlagRule, testing::ValuesIn(flags),
@@ -177,6 +181,12 @@ TEST_F(ChangeHandlers, RegioncodeWithoutAValueIsAnyOther) {
     EXPECT_EQ(device_status.region_code, 3);
 }
 
+TEST_F(ChangeHandlers, RegioncodeThatDoesNotParseChangesNothing) {
+    device_status.region_code = 0;
+    script::notify_broken("regioncode");
+    EXPECT_EQ(device_status.region_code, 0);
+}
+
 // ---- flicker ----
 
 TEST_F(ChangeHandlers, FlickerTellsTheBoardWhenItIsAnother) {
@@ -196,6 +206,28 @@ TEST_F(ChangeHandlers, FlickerIsNotChecked) {
     EXPECT_EQ(device_status.flicker_hz, 0);
     EXPECT_EQ(effect("flicker", "-7"), (Entries{"set_video_flicker(-7)"}));
     EXPECT_EQ(effect("flicker", "2147483647"), (Entries{"set_video_flicker(2147483647)"}));
+}
+
+TEST_F(ChangeHandlers, FlickerBeyondANumberIsCutToAWord) {
+    constexpr bool long_is_a_word = sizeof(long) == sizeof(int32_t); // then the library has cut it already
+    script::notify("flicker", "4294967356");
+    EXPECT_EQ(device_status.flicker_hz, long_is_a_word ? INT32_MAX : 60);
+    script::notify("flicker", "99999999999999999999");
+    EXPECT_EQ(device_status.flicker_hz, long_is_a_word ? INT32_MAX : -1);
+    script::notify("flicker", "-99999999999999999999");
+    EXPECT_EQ(device_status.flicker_hz, long_is_a_word ? INT32_MIN : 0);
+}
+
+TEST_F(ChangeHandlers, FlickerThatDoesNotParseChangesNothing) {
+    device_status.flicker_hz = 60;
+    script::notify_broken("flicker");
+    EXPECT_EQ(device_status.flicker_hz, 60);
+}
+
+TEST_F(ChangeHandlers, FlickerThatTheBoardRefusesIsStoredAllTheSame) {
+    script.results["set_video_flicker"] = -1;
+    EXPECT_EQ(effect("flicker", "60"), (Entries{"set_video_flicker(60)"}));
+    EXPECT_EQ(device_status.flicker_hz, 60);
 }
 
 TEST_F(ChangeHandlers, FlickerIsStoredBeforeTheBoardIsTold) {

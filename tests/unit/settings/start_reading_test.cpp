@@ -225,6 +225,7 @@ const ValueRow values[] = {
     {"flicker", "-5", {.flicker_hz = -5}},
     {"flicker", "100000", {.flicker_hz = 100000}},
     {"flicker", " 60hz", {.flicker_hz = 60}},
+    {"flicker", "4294967356", {.flicker_hz = sizeof(long) == 4 ? INT32_MAX : 60}}, // cut to a word
     {"hdr_switch", "on", {.hdr_switch = 1}},
     {"hdr_switch", "ON", {.hdr_switch = 0}},
     {"hdr_switch", "off", {.hdr_switch = 0}},
