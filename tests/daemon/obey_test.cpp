@@ -73,6 +73,16 @@ TEST_F(Obey, ASnapshotGoesToWhoAskedAndToNobodyElse) {
     EXPECT_EQ(shbf_rcv_next(other.get(), &event, 0), 0);
 }
 
+TEST_F(Obey, AnyMessageBringsASnapshotAndWhatTheWordBeginsWithIsKindA) {
+    const auto receiver = support::attach("/run/jpeg_snap");
+    for (const std::string request : {"", "R", "REQ_SNAPSHOT_", "REQ_SNAPSHOT_A", "picture, please"}) {
+        ASSERT_EQ(shbf_rcv_send(receiver.get(), request.data(), static_cast<uint32_t>(request.size())), 0);
+        const daemon_test::Frame reply = daemon_test::next_frame(receiver);
+        EXPECT_TRUE(reply.payload.starts_with("\xff\xd8")) << request;
+        EXPECT_EQ(reply.info.board24, request == "picture, please" ? 0U : 1U) << request;
+    }
+}
+
 TEST_F(Obey, ARawFrameIsAWholePicture) {
     const auto receiver = support::attach("/run/video_rawstream");
     ASSERT_EQ(shbf_rcv_send(receiver.get(), "x", 1), 0);
