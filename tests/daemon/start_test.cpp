@@ -168,7 +168,7 @@ TEST_F(Start, SocketsOfADaemonThatWasKilledAreReplaced) {
     EXPECT_TRUE(system_.streams_run());
 }
 
-TEST_F(Start, AnUnboundCameraBringsNoVideo) {
+TEST_F(Start, AnUnboundCameraBringsNoVideoUntilItIsBound) {
     system_.start_store();
     ASSERT_TRUE(System::set("bind_status", "no"));
     system_.start_board();
@@ -179,6 +179,8 @@ TEST_F(Start, AnUnboundCameraBringsNoVideo) {
     shbf_event_t event;
     EXPECT_EQ(shbf_rcv_next(receiver.get(), &event, 1500), 0);
     EXPECT_EQ(system_.daemon->count("video_stream_thread(),video chn"), 0U);
+    ASSERT_TRUE(System::set("bind_status", "ok"));
+    EXPECT_TRUE(system_.streams_run()) << "without a restart";
 }
 
 TEST(Binary, NeedsNoCppRunTimeLibrary) {

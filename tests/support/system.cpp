@@ -99,9 +99,9 @@ void System::start_daemon(const Process::Environment &environment) {
     daemon = std::make_unique<Process>(std::vector<std::string>{program("strell_v2")}, environment);
 }
 
-void System::start() {
+void System::start(const std::vector<std::string> &board_arguments) {
     start_store();
-    start_board();
+    start_board(board_arguments);
     start_daemon();
     must(daemon_is_up(), "the daemon does not come up", *daemon);
     must(streams_run(), "no video comes", *daemon);

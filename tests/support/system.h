@@ -37,7 +37,7 @@ class System {
     void start_board(const std::vector<std::string> &arguments = {});
     void start_daemon(const Process::Environment &environment = {});
     /* All three, and waits until both streams bring frames. */
-    void start();
+    void start(const std::vector<std::string> &board_arguments = {});
 
     /* Waits until the daemon's loop runs. */
     bool daemon_is_up();

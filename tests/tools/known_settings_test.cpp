@@ -4,6 +4,7 @@
 #include "strellctl/known_settings.h"
 #include "strellctl/setting_name.h"
 
+#include <algorithm>
 #include <gtest/gtest.h>
 #include <set>
 
@@ -57,9 +58,10 @@ TEST(KnownSettings, AreWhatTheDaemonReads) {
         EXPECT_TRUE(keys.insert(known.key).second) << known.key << " stands there twice";
         EXPECT_STRNE(known.text, "");
     }
-    EXPECT_EQ(keys, (std::set<std::string>{"bind_status", "flicker", "flip", "hdr_switch", "hot_config",
-                                           "hot_status", "motion_detection_enable", "power", "regioncode",
-                                           "watermark", "wdr"}));
+    EXPECT_EQ(keys, (std::set<std::string>{"algo_sensitivity", "bind_status", "flicker", "flip", "hdr_switch",
+                                           "hot_config", "hot_status", "lsd_threshold",
+                                           "motion_detection_enable", "motion_region", "night_mode", "power",
+                                           "regioncode", "watermark", "wdr"}));
 }
 
 TEST(KnownSettings, AreFoundUnderTheirFullNameOnly) {
@@ -79,8 +81,67 @@ TEST(KnownSettings, ChoicesTakeNothingElse) {
     }
     EXPECT_EQ(objection("flicker", "60"), "");
     EXPECT_EQ(objection("flicker", "55"), "is none of: 50, 60");
+    EXPECT_EQ(objection("night_mode", "2"), "");
+    EXPECT_EQ(objection("night_mode", "night"), "is none of: 0, 1, 2");
+    EXPECT_EQ(objection("algo_sensitivity", "lowest"), "");
+    EXPECT_EQ(objection("algo_sensitivity", "Lowest"), "is none of: lowest, normal");
     EXPECT_EQ(objection("bind_status", "ok"), "");
     EXPECT_EQ(objection("bind_status", "OK"), "is none of: ok, no");
+}
+
+TEST(KnownSettings, NumbersAreWhole) {
+    for (const char *key : {"motion_region", "lsd_threshold"}) {
+        for (const char *value : {"0", "50", "-3", "2147483647"}) {
+            EXPECT_EQ(objection(key, value), "") << value;
+        }
+        for (const char *value : {"", "high", "5x", " 5", "1.5", "+1", "2147483648"}) {
+            EXPECT_EQ(objection(key, value), "is no whole number") << value;
+        }
+    }
+}
+
+TEST(KnownSettings, OfferTheirChoices) {
+    const auto choices = [](const char *key) { return ctl::choices(*find_known_setting(key)); };
+    EXPECT_EQ(choices("flip"), (std::vector<std::string>{"on", "off"}));
+    EXPECT_EQ(choices("night_mode"), (std::vector<std::string>{"0", "1", "2"}));
+    for (const char *key : {"hot_config", "regioncode", "lsd_threshold"}) {
+        EXPECT_TRUE(choices(key).empty()) << key;
+    }
+    for (const ctl::KnownSetting &known : ctl::known_settings()) {
+        for (const std::string &choice : ctl::choices(known)) {
+            EXPECT_EQ(known.objection(known, choice), "") << known.key;
+        }
+    }
+}
+
+TEST(KnownSettings, WhatHoldsWithoutAValueIsAChoiceOrSaysSo) {
+    for (const ctl::KnownSetting &known : ctl::known_settings()) {
+        const std::vector<std::string> choices = ctl::choices(known);
+        EXPECT_TRUE(choices.empty() || std::string(known.otherwise) == "none" ||
+                    std::ranges::find(choices, known.otherwise) != choices.end())
+            << known.key;
+    }
+}
+
+TEST(KnownSettings, HelpSaysWhatEachDoesItsValuesItsDefaultAndWhen) {
+    const std::string help = ctl::settings_help();
+    size_t at = 0;
+    for (const ctl::KnownSetting &known : ctl::known_settings()) {
+        at = help.find(std::string("\n  ") + known.key + "\n", at);
+        ASSERT_NE(at, std::string::npos) << known.key;
+        const std::string row = help.substr(at, help.find("\n\n", at) - at);
+        for (const std::string &part : {std::string(known.text), "values: " + std::string(known.limits) + ";",
+                                        "without one: " + std::string(known.otherwise) + ";"}) {
+            EXPECT_NE(row.find(part), std::string::npos) << row;
+        }
+    }
+    const auto row_of = [&](const std::string &key) {
+        return help.substr(help.find("\n  " + key + "\n") + 1);
+    };
+    EXPECT_LT(row_of("flip").find("; taken over at once\n"), row_of("flip").find("\n\n"));
+    EXPECT_LT(row_of("night_mode").find("but not read when strell_v2 starts"),
+              row_of("night_mode").find("\n\n"));
+    EXPECT_LT(row_of("hot_config").find("strellctl reload"), row_of("hot_config").find("\n\n"));
 }
 
 TEST(KnownSettings, RegionsAreTwoCapitals) {
@@ -121,7 +182,8 @@ TEST(KnownSettings, SayWhatToDoNext) {
     EXPECT_NE(ctl::next_step(*find_known_setting("hot_config")).find("strellctl reload"), std::string::npos);
     EXPECT_NE(ctl::next_step(*find_known_setting("hdr_switch")).find("when it starts"), std::string::npos);
     EXPECT_EQ(ctl::next_step(*find_known_setting("flip")), "");
-    EXPECT_EQ(ctl::next_step(*find_known_setting("hot_status")), "");
+    EXPECT_NE(ctl::next_step(*find_known_setting("night_mode")).find("does not read it when it starts"),
+              std::string::npos);
 }
 
 } // namespace

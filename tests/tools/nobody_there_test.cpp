@@ -49,6 +49,24 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"cmd", "osd"},
                            {"cmd", "ir-lamp"},
                            {"cmd", "0x2000", "1"},
+                           {"cmd", "0x2000", "0g"},
+                           {"cmd", "0x100000000"},
+                           {"cmd", "0x2000", "00", "00"},
+                           {"cmd", "osd-on", "1"},
+                           {"cmd", "9999999999"},
+                           {"cmd", "dnmode-set", "dusk"},
+                           {"cmd", "track", "1", "2", "3"},
+                           {"cmd", "bitrate", "0"},
+                           {"cmd", "speaker-volume", "loud"},
+                           {"cmd", "speaker-volume", "4294967296"},
+                           {"cmd", "md-sensitivity", "256"},
+                           {"snapshot", "--raw", "x.gif"},
+                           {"snapshot", "--kind", "A"},
+                           {"listen", "x.wav", "-t", "0"},
+                           {"talk"},
+                           {"unban", "now"},
+                           {"help", "everything"},
+                           {"help", "set", "flip"},
                            {"completion", "fish"},
                            {"status", "main"}};
     for (const Words &words : wrong) {
@@ -62,8 +80,9 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
 TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto help = run_ctl({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char *name : {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor",
-                             "reload", "snapshot", "listen", "talk", "ban", "unban", "cmd", "completion"}) {
+    for (const char *name :
+         {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor", "reload", "snapshot",
+          "listen", "talk", "ban", "unban", "cmd", "completion", "help"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});
@@ -74,6 +93,21 @@ TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto version = run_ctl({"--version"});
     EXPECT_EQ(version.exit_code, 0);
     EXPECT_EQ(version.output.rfind("strellctl ", 0), 0U);
+}
+
+TEST_F(NobodyThere, HelpIsACommandToo) {
+    EXPECT_EQ(run_ctl({"help"}).output, run_ctl({"--help"}).output);
+    EXPECT_EQ(run_ctl({"help", "record"}).output, run_ctl({"record", "--help"}).output);
+    const auto settings = run_ctl({"help", "settings"});
+    EXPECT_EQ(settings.exit_code, 0);
+    const auto set = run_ctl({"set", "--help"});
+    for (const char *key : {"bind_status", "power", "watermark", "flip", "wdr", "regioncode", "flicker",
+                            "hot_config", "hdr_switch", "motion_detection_enable", "hot_status",
+                            "motion_region", "lsd_threshold", "night_mode", "algo_sensitivity"}) {
+        const std::string row = std::string("\n  ") + key + "\n      ";
+        EXPECT_NE(settings.output.find(row), std::string::npos) << key;
+        EXPECT_NE(set.output.find(row), std::string::npos) << key;
+    }
 }
 
 TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
@@ -124,19 +158,43 @@ TEST_F(NobodyThere, KnownSettingsAreListedWithoutAStore) {
     EXPECT_NE(outcome.output.find("no values are shown"), std::string::npos);
 }
 
-TEST_F(NobodyThere, CompletionIsAScriptThatBashTakes) {
-    const char *script = R"SH(
+/* What bash offers for each of some command lines, the last word of which is being typed; one line for each.
+ */
+std::string completed(const std::string &lines, const std::string &dir) {
+    const std::string script = R"SH(
         eval "$("$CTL" completion bash)"
-        for words in "strellctl w" "strellctl watch m" "strellctl set fl" "strellctl record main --" \
-            "strellctl list --k"; do
+        while IFS= read -r words; do
             read -ra COMP_WORDS <<<"$words"
+            [ "${words% }" = "$words" ] || COMP_WORDS+=('')
             COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
             _strellctl
             echo "${COMPREPLY[*]}"
         done)SH";
-    const auto outcome = ctl_test::run_shell(script, dir_.path());
+    const auto outcome = ctl_test::run_shell(script + " <<'LINES'\n" + lines + "LINES", dir);
     EXPECT_EQ(outcome.exit_code, 0);
-    EXPECT_EQ(outcome.output, "watch\nmain\nflip flicker\n--help\n--known\n");
+    return outcome.output;
+}
+
+TEST_F(NobodyThere, CompletionIsAScriptThatBashTakes) {
+    EXPECT_EQ(completed("strellctl w\nstrellctl watch m\nstrellctl record main --\nstrellctl list --k\n"
+                        "strellctl cmd osd\nstrellctl completion \nstrellctl watch x\n",
+                        dir_.path()),
+              "watch\nmain\n--help\n--known\nosd-on osd-off\nbash\n\n");
+}
+
+TEST_F(NobodyThere, CompletionKnowsSettingsAndTheirValues) {
+    EXPECT_EQ(
+        completed("strellctl set fl\nstrellctl get mo\nstrellctl unset night\nstrellctl monitor flip w\n"
+                  "strellctl set flip \nstrellctl set night_mode \nstrellctl set algo_sensitivity l\n"
+                  "strellctl set --force bind_status \nstrellctl get flip o\nstrellctl set flip --\n",
+                  dir_.path()),
+        "flip flicker\nmotion_detection_enable motion_region\nnight_mode\nwatermark wdr\n"
+        "on off\n0 1 2\nlowest\nok no\n\n--help\n");
+}
+
+TEST_F(NobodyThere, CompletionKnowsWhatThereIsHelpOn) {
+    EXPECT_EQ(completed("strellctl h\nstrellctl help se\nstrellctl help un\n", dir_.path()),
+              "help\nset settings\nunset unban\n");
 }
 
 } // namespace

@@ -70,6 +70,19 @@ TEST_F(Settings, UnknownKeysNeedForceAndAreGuessed) {
     EXPECT_EQ(System::get("temperature"), "20");
 }
 
+TEST_F(Settings, SayWhenTheyAreTakenOver) {
+    EXPECT_EQ(run_ctl({"set", "flip", "on"}).output, "flip = on\n");
+    EXPECT_EQ(
+        run_ctl({"set", "night_mode", "2"}).output,
+        "night_mode = 2  (strell_v2 takes it over while it runs, and does not read it when it starts)\n");
+    EXPECT_EQ(run_ctl({"set", "hdr_switch", "on"}).output,
+              "hdr_switch = on  (strell_v2 reads it when it starts)\n");
+    const auto refused = run_ctl({"set", "lsd_threshold", "loud"});
+    EXPECT_EQ(refused.exit_code, 2);
+    EXPECT_NE(refused.output.find("\"loud\" is no whole number"), std::string::npos) << refused.output;
+    EXPECT_EQ(System::get("lsd_threshold"), std::nullopt);
+}
+
 TEST_F(Settings, AreListed) {
     EXPECT_EQ(run_ctl({"list"}).output,
               "strellctl: nothing is stored; strellctl list --known shows what could be\n");
@@ -90,7 +103,7 @@ TEST_F(Settings, AreListed) {
 TEST_F(Settings, ChangesAreMonitored) {
     const auto all = ctl_test::start_ctl({"monitor"});
     const auto one = ctl_test::start_ctl({"monitor", "wdr"});
-    ASSERT_TRUE(all->saw("watching 11 settings")) << all->output();
+    ASSERT_TRUE(all->saw("watching 15 settings")) << all->output();
     ASSERT_TRUE(one->saw("watching wdr"));
     ASSERT_TRUE(System::set("flip", "on"));
     ASSERT_TRUE(System::set("wdr", "o\nff"));

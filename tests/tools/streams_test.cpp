@@ -137,6 +137,21 @@ TEST_F(Streams, FollowingOutlivesTheDaemon) {
     EXPECT_TRUE(objects.front().is_null("main.codec"));
 }
 
+TEST_F(Streams, FollowingCountsOthersAndNotItself) {
+    system_.start();
+    const auto follow = start_ctl({"status", "--follow"});
+    ASSERT_TRUE(follow->saw(" kbit/s  0 receivers")) << follow->output();
+    auto other = support::attach("/run/video_mainstream");
+    EXPECT_TRUE(follow->saw("main  H.265 640x360  ")) << follow->output();
+    EXPECT_TRUE(follow->saw(" kbit/s  1 receiver")) << follow->output();
+    EXPECT_EQ(follow->count("2 receivers"), 0U);
+    const size_t from = follow->lines().size();
+    other.reset();
+    EXPECT_TRUE(follow->saw(" kbit/s  0 receivers", support::patience, from)) << follow->output();
+    EXPECT_NE(run_ctl({"status"}).output.find(", 1 receiver, "), std::string::npos)
+        << "who follows is one to others";
+}
+
 TEST_F(Streams, ReloadAppliesANewProfileAndEndsRecordings) {
     system_.start();
     const std::string file = system_.dir().file("main.mkv");

@@ -26,6 +26,7 @@ int run_talk(const Arguments &arguments);
 int run_ban(const Arguments &arguments);
 int run_unban(const Arguments &arguments);
 int run_completion(const Arguments &arguments);
+int run_help(const Arguments &arguments);
 
 } // namespace ctl
 

@@ -20,7 +20,7 @@ struct Option {
 };
 
 /* What the words behind a command are, for completion. */
-enum class Words { none, streams, settings, shells, av_commands };
+enum class Words { none, streams, settings, settings_and_values, shells, av_commands, topics };
 
 class Arguments;
 

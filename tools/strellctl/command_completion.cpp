@@ -36,12 +36,19 @@ complete -o default -F _strellctl strellctl
 std::vector<std::string> completions(const Command &command) {
     std::vector<std::string> words;
     switch (command.words) {
+    case Words::topics:
+        for (const Command &topic : commands()) {
+            words.emplace_back(topic.name);
+        }
+        words.emplace_back("settings");
+        break;
     case Words::streams:
         for (const Stream &stream : streams) {
             words.emplace_back(stream.name);
         }
         break;
     case Words::settings:
+    case Words::settings_and_values:
         for (const KnownSetting &known : known_settings()) {
             words.emplace_back(known.key);
         }
@@ -63,6 +70,23 @@ std::vector<std::string> completions(const Command &command) {
     return words;
 }
 
+/* One branch of the script: the words behind a command; behind the name of a setting with choices, those. */
+std::string branch(const Command &command) {
+    const std::string words = joined(completions(command), " ");
+    if (command.words != Words::settings_and_values) {
+        return format("        %s) words='%s' ;;\n", command.name, words.c_str());
+    }
+    std::string text =
+        format("        %s)\n            case ${COMP_WORDS[COMP_CWORD - 1]} in\n", command.name);
+    for (const KnownSetting &known : known_settings()) {
+        const std::vector<std::string> values = choices(known);
+        if (!values.empty()) {
+            text += format("            %s) words='%s' ;;\n", known.key, joined(values, " ").c_str());
+        }
+    }
+    return text + format("            *) words='%s' ;;\n            esac\n            ;;\n", words.c_str());
+}
+
 } // namespace
 
 int run_completion(const Arguments &arguments) {
@@ -73,8 +97,7 @@ int run_completion(const Arguments &arguments) {
     std::string cases;
     for (const Command &command : commands()) {
         names.emplace_back(command.name);
-        cases +=
-            format("        %s) words='%s' ;;\n", command.name, joined(completions(command), " ").c_str());
+        cases += branch(command);
     }
     print(format(begin, joined(names, " ").c_str()) + cases + end);
     return exit_good;

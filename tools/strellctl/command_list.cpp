@@ -29,7 +29,8 @@ void print_known(const std::vector<Store::Entry> &entries) {
         const auto entry = std::ranges::find(entries, name, &Store::Entry::name);
         const std::string value =
             entry != entries.end() ? printable(entry->value) : std::string("(") + known.otherwise + ")";
-        print_line(format("%-24s %s\n%-24s %s. %s.", known.key, value.c_str(), "", known.text, known.limits));
+        print_line(format("%-24s %s\n%-24s %s. Values: %s.", known.key, value.c_str(), "", known.text,
+                          known.limits));
     }
 }
 

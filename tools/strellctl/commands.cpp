@@ -2,6 +2,7 @@
 
 #include "strellctl/all_commands.h"
 #include "strellctl/av_commands.h"
+#include "strellctl/known_settings.h"
 
 #include <algorithm>
 #include <array>
@@ -33,7 +34,7 @@ Exit status 1 when strell_v2 or the store is not there.
 
 With --follow it attaches to both streams, as any receiver does, and shows size, codec, frame rate and bitrate
 each second. strell_v2 may come and go meanwhile. In a pipe it prints a line for each stream when something has
-changed, and every 10 seconds.
+changed, and every 10 seconds. It does not count itself among the receivers.
 )";
 
 constexpr char watch_details[] =
@@ -71,11 +72,12 @@ constexpr char completion_details[] = R"SH(Prints a script that completes strell
 
 constexpr char get_details[] =
     R"(Prints the value of a setting. NAME is a key such as flip, or NAMESPACE:KEY, or NAMESPACE:SECTION:KEY.
+strellctl help settings tells what each setting does.
 )";
 
 constexpr char set_details[] =
     R"(Stores a value. It is safe from a power cut when the command returns, unless the setting lives in memory (mem:).
-What strell_v2 reads is checked first; a value or key that makes no sense to it is refused.
+What strell_v2 reads is checked first; a value or key that makes no sense to it is refused. It reads:
 )";
 
 constexpr char unset_details[] =
@@ -83,6 +85,11 @@ constexpr char unset_details[] =
 )";
 
 constexpr char list_details[] = R"(Lists what is stored.
+)";
+
+constexpr char help_details[] =
+    R"(Without a word: all commands. With that of a command: its help. settings: what each does, its values, what holds
+without a value, and when strell_v2 takes it over.
 )";
 
 constexpr std::array snapshot_options = {
@@ -131,7 +138,7 @@ constexpr std::array table = {
     Command{"idr", "main|sub", "asks for a key frame", idr_details, {}, Words::streams, 1, 1, run_idr},
     Command{"get", "NAME", "the value of a setting", get_details, {}, Words::settings, 1, 1, run_get},
     Command{"set", "NAME VALUE [--force]", "gives a setting a value", set_details, set_options,
-            Words::settings, 2, 2, run_set},
+            Words::settings_and_values, 2, 2, run_set, settings_help},
     Command{"unset",
             "NAME",
             "takes the value of a setting away",
@@ -179,6 +186,15 @@ constexpr std::array table = {
             1,
             1,
             run_completion},
+    Command{"help",
+            "[COMMAND|settings]",
+            "this list, a command, or what each setting does",
+            help_details,
+            {},
+            Words::topics,
+            0,
+            1,
+            run_help},
 };
 
 } // namespace

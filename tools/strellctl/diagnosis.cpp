@@ -21,10 +21,7 @@ std::string store_explanation() {
     try {
         Store store;
         const std::optional<std::string> bound = store.get({"nvram", "default", "bind_status"});
-        return bound == "ok"
-                   ? ""
-                   : "the camera is not bound to an owner: strellctl set bind_status ok, and restart "
-                     "strell_v2";
+        return bound == "ok" ? "" : "the camera is not bound to an owner: strellctl set bind_status ok";
     } catch (const Failure &) {
         return "";
     }

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <numeric>
-#include <vector>
 
 namespace ctl {
 
@@ -25,8 +25,15 @@ std::vector<std::string> choices_of(const char *limits) {
 }
 
 std::string choice_objection(const KnownSetting &setting, const std::string &value) {
-    const std::vector<std::string> choices = choices_of(setting.limits);
-    return std::ranges::find(choices, value) != choices.end() ? "" : "is none of: " + joined(choices);
+    const std::vector<std::string> allowed = choices_of(setting.limits);
+    return std::ranges::find(allowed, value) != allowed.end() ? "" : "is none of: " + joined(allowed);
+}
+
+/* The daemon would take the digits in front of anything else, or 0, for the number. */
+std::string number_objection(const KnownSetting & /*setting*/, const std::string &value) {
+    int32_t number = 0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+    return error == std::errc() && end == value.data() + value.size() ? "" : "is no whole number";
 }
 
 /* Case matters: "us" would silently be taken for a region without a layout of its own. */
@@ -79,16 +86,37 @@ constexpr std::array table = {
     KnownSetting{"flip", "nvram", choice_objection, "on|off", "off", Applies::at_once, "picture upside down"},
     KnownSetting{"wdr", "nvram", choice_objection, "on|off", "off", Applies::at_once, "wide dynamic range"},
     KnownSetting{"hdr_switch", "nvram", choice_objection, "on|off", "off", Applies::at_start,
-                 "high dynamic range"},
+                 "high dynamic range: kept, but nothing goes by it so far"},
     KnownSetting{"flicker", "nvram", choice_objection, "50|60", "50", Applies::at_once,
                  "mains frequency in Hz, against flicker"},
     KnownSetting{"regioncode", "nvram", region_objection, "two capital letters", "none", Applies::at_once,
                  "layout of the time stamp: US, IN and HW have their own"},
-    KnownSetting{"motion_detection_enable", "nvram", choice_objection, "on|off", "off", Applies::at_start,
-                 "motion tracking"},
-    KnownSetting{"hot_status", "mem", choice_objection, "changing|changed", "none", Applies::at_once,
+    KnownSetting{"motion_detection_enable", "nvram", choice_objection, "on|off", "off", Applies::at_once,
+                 "motion tracking: the camera follows what moves"},
+    KnownSetting{"algo_sensitivity", "nvram", choice_objection, "lowest|normal", "normal",
+                 Applies::while_it_runs, "sensitivity of the analytics (any other word means normal, too)"},
+    KnownSetting{"motion_region", "nvram", number_objection, "a whole number", "the board's own",
+                 Applies::while_it_runs, "sensitivity of motion detection, for the whole picture"},
+    KnownSetting{"lsd_threshold", "nvram", number_objection, "a whole number", "the board's own",
+                 Applies::while_it_runs, "loudness above which a sound is abnormal"},
+    KnownSetting{"night_mode", "nvram", choice_objection, "0|1|2", "0", Applies::while_it_runs,
+                 "infrared-cut filter, lamp and picture: 0 automatic, 1 always day, 2 always night"},
+    KnownSetting{"hot_status", "mem", choice_objection, "changing|changed", "none", Applies::while_it_runs,
                  "how a new hot_config is applied; strellctl reload writes it"},
 };
+
+const char *when(Applies applies) {
+    switch (applies) {
+    case Applies::at_start:
+        return "read when strell_v2 starts";
+    case Applies::after_reload:
+        return "read when strell_v2 starts, and taken over by strellctl reload";
+    case Applies::at_once:
+        return "taken over at once";
+    default:
+        return "taken over at once, but not read when strell_v2 starts";
+    }
+}
 
 /* Levenshtein's: how many letters have to be changed, added or taken away. */
 size_t distance(const std::string &one, const std::string &other) {
@@ -130,12 +158,27 @@ std::string similar_key(const std::string &key) {
     return mistakes(*nearest) <= most_mistakes ? nearest->key : "";
 }
 
+std::vector<std::string> choices(const KnownSetting &setting) {
+    return setting.objection == choice_objection ? choices_of(setting.limits) : std::vector<std::string>();
+}
+
+std::string settings_help() {
+    std::string text;
+    for (const KnownSetting &row : table) {
+        text += format("\n  %s\n      %s\n      values: %s; without one: %s; %s\n", row.key, row.text,
+                       row.limits, row.otherwise, when(row.applies));
+    }
+    return text;
+}
+
 std::string next_step(const KnownSetting &setting) {
     switch (setting.applies) {
     case Applies::at_start:
         return "strell_v2 reads it when it starts";
     case Applies::after_reload:
         return "strellctl reload makes a running strell_v2 use it";
+    case Applies::while_it_runs:
+        return "strell_v2 takes it over while it runs, and does not read it when it starts";
     default:
         return "";
     }

@@ -8,11 +8,13 @@
 
 #include <span>
 #include <string>
+#include <vector>
 
 namespace ctl {
 
-/* When the daemon takes a new value over. */
-enum class Applies { at_start, after_reload, at_once };
+/* When the daemon takes a new value over: when it starts; when it starts and by strellctl reload; when it
+ * starts and at once; or only at once, so that after a start its own value holds until the next write. */
+enum class Applies { at_start, after_reload, at_once, while_it_runs };
 
 struct KnownSetting {
     const char *key;
@@ -37,6 +39,12 @@ const KnownSetting *find_known_setting(const SettingName &name);
 
 /* The known key that `key` may be a misspelling of, or empty. */
 std::string similar_key(const std::string &key);
+
+/* The values that are offered to whoever types one: those of a setting that has choices. */
+std::vector<std::string> choices(const KnownSetting &setting);
+
+/* All of them for people: values, what holds without one, when it is taken over, and what it does. */
+std::string settings_help();
 
 /* What one has to do after a new value was stored, as a sentence; empty when there is nothing to do. */
 std::string next_step(const KnownSetting &setting);

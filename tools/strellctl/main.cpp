@@ -35,7 +35,7 @@ int run_command(const Command &command, std::span<char *const> words) {
 
 int run(std::span<char *const> words) {
     const std::string name = words.empty() ? "" : words[0];
-    if (name == "--help" || name == "-h" || name == "help") {
+    if (name == "--help" || name == "-h") {
         ctl::print(ctl::general_help());
         return ctl::exit_good;
     }

@@ -59,7 +59,7 @@ void FollowedStream::on_closed() {
     shbfev_rcv_close(receiver_);
     receiver_ = nullptr;
     attached_ = false;
-    receivers_ = 0;
+    others_ = 0;
 }
 
 void FollowedStream::look() {
@@ -68,14 +68,15 @@ void FollowedStream::look() {
         open();
     } else if (attached_) {
         shbf_channel_info_t info{};
-        receivers_ = shbf_channel_query(stream_.path, &info, answer_ms) == 0 ? info.receivers : 0;
+        const bool answered = shbf_channel_query(stream_.path, &info, answer_ms) == 0;
+        others_ = answered && info.receivers > 0 ? info.receivers - 1 : 0; // this one is among them
     }
 }
 
 FollowedStream::State FollowedStream::state(uint64_t now_us) const {
     return {.stream = &stream_,
             .attached = attached_,
-            .receivers = receivers_,
+            .receivers = others_,
             .format = format_.format(),
             .fps = statistics_.fps(now_us),
             .bits_per_s = statistics_.bits_per_s(now_us),

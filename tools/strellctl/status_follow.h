@@ -2,7 +2,8 @@
  * status --follow: both streams at once, on a libev loop.
  *
  * Attaches to each stream as any receiver does (shbfev_rcv_*, libshbf_receiver.h), and attaches again and
- * again when strell_v2 is not there. Asks for nothing, so nobody else notices.
+ * again when strell_v2 is not there. Asks for nothing, so nobody else notices; the daemon counts it among the
+ * receivers, which others see, and it leaves itself out of what it shows.
  *
  * Threads: one.
  */
@@ -39,7 +40,7 @@ class FollowedStream {
     struct State {
         const Stream *stream;
         bool attached;
-        uint32_t receivers; // this one included
+        uint32_t receivers; // besides this one
         std::optional<StreamFormat> format;
         double fps;
         double bits_per_s;
@@ -57,7 +58,7 @@ class FollowedStream {
     const Stream &stream_;
     shbfev_rcv_t *receiver_ = nullptr;
     bool attached_ = false;
-    uint32_t receivers_ = 0;
+    uint32_t others_ = 0;
     FormatFinder format_;
     StreamStatistics statistics_;
 };
