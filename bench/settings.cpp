@@ -46,6 +46,7 @@ BoardCall next_call(int reports) {
 void measure(Contender *contender, const int (&reports)[2], int changes) {
     const auto path = contender->make(contender->keeps, reports[1]);
     contender->name = path->name();
+    sync(); // what the one before it has left to the disk
     for (int i = -changes_first; i < changes; ++i) {
         bench::wait_until_ns(bench::now_ns() + pause_ns);
         const bool flipped = i % 2 == 0; // the first one is: the board is told of changes only
