@@ -2,32 +2,17 @@
 // turn, round after round, so that what the machine does meanwhile meets them all alike. Medians over the
 // rounds.
 
+#include "measure.h"
 #include "transport.h"
 
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <ctime>
 #include <functional>
 #include <string>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
-
-namespace bench {
-
-uint64_t now_ns() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<uint64_t>(now.tv_sec) * 1000000000 + static_cast<uint64_t>(now.tv_nsec);
-}
-
-void fail(const std::string &what) {
-    std::perror(what.c_str());
-    std::exit(1);
-}
-
-} // namespace bench
 
 namespace {
 
@@ -68,12 +53,6 @@ Latency latency_of(std::vector<uint64_t> samples_ns) {
     _exit(write(out, samples.data(), bytes) == static_cast<ssize_t>(bytes) ? 0 : 1);
 }
 
-void wait_until_ns(uint64_t time_ns) {
-    const timespec until = {static_cast<time_t>(time_ns / 1000000000),
-                            static_cast<long>(time_ns % 1000000000)};
-    clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr);
-}
-
 /* In a child of its own, so that nothing of a round outlives it. */
 void produce(Transport *transport, uint32_t size, int receivers, int ready) {
     const pid_t child = fork();
@@ -87,7 +66,7 @@ void produce(Transport *transport, uint32_t size, int receivers, int ready) {
         }
         uint64_t next_ns = bench::now_ns() + period_ns;
         for (int i = 0; i < frames_per_round; ++i, next_ns += period_ns) {
-            wait_until_ns(next_ns);
+            bench::wait_until_ns(next_ns);
             transport->send(size);
         }
         usleep(50000); // the last frames are still being read

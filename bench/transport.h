@@ -11,10 +11,9 @@
 
 namespace bench {
 
-/* CLOCK_MONOTONIC in nanoseconds: the first eight bytes of every frame are the time of its publication. */
-uint64_t now_ns();
-
 /*
+ * The first eight bytes of every frame are the time of its publication (now_ns).
+ *
  * Made before the fork. The child calls open_receiver and then receive; the parent calls open_sender and then
  * send. Failures end the process with a message.
  */
@@ -40,8 +39,6 @@ std::unique_ptr<Transport> make_floor(int receivers);
 std::unique_ptr<Transport> make_shbf(int receivers);
 /* The payload is copied through a SOCK_SEQPACKET socket for each receiver. */
 std::unique_ptr<Transport> make_socket(int receivers);
-
-[[noreturn]] void fail(const std::string &what);
 
 } // namespace bench
 

@@ -1,3 +1,4 @@
+#include "measure.h"
 #include "transport.h"
 
 #include <cstring>

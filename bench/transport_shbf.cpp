@@ -1,6 +1,7 @@
 #include "libshbf.h"
 #include "libshbf_receiver.h"
 #include "libshbfev.h"
+#include "measure.h"
 #include "transport.h"
 
 #include <cstring>

@@ -83,7 +83,7 @@ void Client::write_backlog() {
 }
 
 // False when the packet was not sent: there is no room, or the client is gone.
-bool Client::write_now(const std::string &packet) {
+bool Client::write_now(std::string_view packet) {
     if (gone_) {
         return false;
     }
@@ -98,8 +98,9 @@ bool Client::write_now(const std::string &packet) {
 }
 
 void Client::queue(const wire::Message &message, bool change) {
-    std::string packet(wire::packet_max_bytes, '\0');
-    packet.resize(wire::encode(message, reinterpret_cast<uint8_t *>(packet.data())));
+    std::array<uint8_t, wire::packet_max_bytes> bytes;
+    const size_t count = wire::encode(message, bytes.data());
+    const std::string_view packet(reinterpret_cast<const char *>(bytes.data()), count);
     if (packet.empty()) { // an empty packet would mean the end of the connection
         drop("asked for what no packet can hold");
     }
@@ -111,7 +112,7 @@ void Client::queue(const wire::Message &message, bool change) {
         return;
     }
     backlog_change_bytes_ += change ? packet.size() : 0;
-    backlog_.push_back({std::move(packet), change});
+    backlog_.push_back({std::string(packet), change});
     listen_for_what_is_next();
 }
 

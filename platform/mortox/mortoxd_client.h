@@ -19,6 +19,7 @@
 #include <ev.h>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <sys/types.h>
 #include <unordered_set>
 
@@ -74,7 +75,7 @@ class Client {
     static void on_ready(struct ev_loop *loop, ev_io *io, int events);
     void read_request();
     void write_backlog();
-    bool write_now(const std::string &packet);
+    bool write_now(std::string_view packet);
     void queue(const wire::Message &message, bool change);
     void listen_for_what_is_next();
 

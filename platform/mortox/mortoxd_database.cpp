@@ -6,7 +6,6 @@
 #include "mortox/mortoxd_database.h"
 
 #include "mortox/mortoxd_report.h"
-#include "mortox/mortoxd_sql.h"
 #include "mortox/wire.h"
 
 #include <algorithm>
@@ -82,6 +81,12 @@ void make_tables(sqlite3 *connection) {
 // 16 MiB of settings are a mistake, not settings: a client in a loop shall not fill the disk or the memory.
 void limit_size(sqlite3 *connection) {
     execute(connection, "PRAGMA max_page_count = 4096");
+}
+
+/* After a write. Also keeps SQLite from writing the log back of its own accord, in the middle of one. */
+int note_log_pages(void *log_pages, sqlite3 * /*connection*/, const char * /*database*/, int pages) {
+    *static_cast<int *>(log_pages) = pages;
+    return SQLITE_OK;
 }
 
 void make_complete_file(const std::string &path) {
@@ -256,8 +261,9 @@ Database Database::open_file(const std::string &name_space, const std::string &p
             unusable(name_space, path, "it cannot be written: check its permissions and the file system");
         }
         execute(connection, "PRAGMA synchronous = FULL");
-        execute(connection, "PRAGMA wal_autocheckpoint = 64"); // keeps the log at some 256 KiB
+        sqlite3_wal_hook(connection, note_log_pages, database.log_pages_.get());
         limit_size(connection);
+        database.prepare();
         sqlite3_db_config(connection, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
         return database;
     } catch (const SqlError &error) {
@@ -275,14 +281,25 @@ Database Database::open_memory(const std::string &name_space) {
     Database database(name_space, "");
     make_tables(database.connection_.get());
     limit_size(database.connection_.get());
+    database.prepare();
     return database;
+}
+
+void Database::prepare() {
+    sqlite3 *connection = connection_.get();
+    get_ =
+        std::make_unique<Prepared>(connection, "SELECT value FROM setting WHERE section = ?1 AND key = ?2");
+    set_ = std::make_unique<Prepared>(
+        connection,
+        "INSERT INTO setting (section, key, value) VALUES (?1, ?2, ?3)"
+        " ON CONFLICT (section, key) DO UPDATE SET value = excluded.value WHERE value <> excluded.value");
+    remove_ = std::make_unique<Prepared>(connection, "DELETE FROM setting WHERE section = ?1 AND key = ?2");
 }
 
 std::optional<std::string> Database::get(const std::string &section, const std::string &key) {
     Setting setting = {section, key, ""};
     try {
-        Statement statement(connection_.get(), "SELECT value FROM setting WHERE section = ?1 AND key = ?2",
-                            {section, key});
+        Statement statement(*get_, {section, key});
         if (!statement.step()) {
             return std::nullopt;
         }
@@ -297,22 +314,28 @@ std::optional<std::string> Database::get(const std::string &section, const std::
     return std::move(setting.value);
 }
 
-void Database::write(const char *sql, std::initializer_list<std::string> texts) {
+void Database::write(Prepared &prepared, std::initializer_list<std::string> texts) {
     try {
-        execute(connection_.get(), sql, texts);
+        execute(prepared, texts);
     } catch (const SqlError &error) {
         throw DatabaseError("cannot write " + name_space_ + ", the old value stays: " + error.what());
     }
 }
 
 void Database::set(const std::string &section, const std::string &key, const std::string &value) {
-    write("INSERT INTO setting (section, key, value) VALUES (?1, ?2, ?3)"
-          " ON CONFLICT (section, key) DO UPDATE SET value = excluded.value WHERE value <> excluded.value",
-          {section, key, value});
+    write(*set_, {section, key, value});
 }
 
 void Database::remove(const std::string &section, const std::string &key) {
-    write("DELETE FROM setting WHERE section = ?1 AND key = ?2", {section, key});
+    write(*remove_, {section, key});
+}
+
+void Database::write_back() {
+    sqlite3 *connection = connection_.get();
+    if (sqlite3_wal_checkpoint_v2(connection, nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr) ==
+        SQLITE_OK) {
+        *log_pages_ = 0;
+    }
 }
 
 bool Database::list(Cursor &cursor, int items, const Visit &visit) {

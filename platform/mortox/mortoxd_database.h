@@ -3,7 +3,8 @@
  *
  * A file is written ahead (journal mode WAL) with synchronous=FULL: a write has been synced to the disk, by
  * one fdatasync, when set() or remove() returns. A rollback journal would take three or four syncs for the
- * same promise, and every sync holds up all clients. The file is locked exclusively, so no second server can
+ * same promise, and every sync holds up all clients. Writing the log back into the file takes some more, so
+ * whoever owns the database says when (write_back). The file is locked exclusively, so no second server can
  * use it and no shared memory file appears beside it. docs/formats/settings-store.md has the layout.
  *
  * A file that cannot be read is never replaced: opening fails and leaves it as it is. A setting in it that
@@ -15,6 +16,8 @@
  */
 #ifndef MORTOX_MORTOXD_DATABASE_H
 #define MORTOX_MORTOXD_DATABASE_H
+
+#include "mortox/mortoxd_sql.h"
 
 #include <functional>
 #include <memory>
@@ -68,6 +71,13 @@ class Database {
 
     bool persistent() const { return persistent_; }
 
+    /* How many pages the log has that the file has not; 0 in memory. */
+    int log_pages() const { return *log_pages_; }
+
+    /* Writes the log back into the file, so that it is used again from its beginning, and does not grow.
+     * Keeps everybody waiting for two or three syncs. Nothing is lost when it cannot be done. */
+    void write_back();
+
   private:
     struct Closer {
         void operator()(sqlite3 *connection) const { sqlite3_close(connection); }
@@ -77,11 +87,16 @@ class Database {
     void check_size(const std::string &path);
     void check_contents(const std::string &path);
     void report_unservable();
-    void write(const char *sql, std::initializer_list<std::string> texts);
+    void prepare();
+    void write(Prepared &prepared, std::initializer_list<std::string> texts);
 
     std::string name_space_;
     bool persistent_;
+    std::unique_ptr<int> log_pages_ = std::make_unique<int>(0); // SQLite knows its address
     std::unique_ptr<sqlite3, Closer> connection_;
+    std::unique_ptr<Prepared> get_; // behind the connection: they end before it
+    std::unique_ptr<Prepared> set_;
+    std::unique_ptr<Prepared> remove_;
 };
 
 #endif

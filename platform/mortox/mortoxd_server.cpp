@@ -15,6 +15,11 @@ namespace {
 constexpr double accept_pause_s = 0.1;
 constexpr int list_piece_items = 16;
 
+// A log of some length is written back when nobody has written for a while, or when it gets long (2 MiB).
+constexpr double quiet_s = 0.1;
+constexpr int log_pages_quiet = 64;
+constexpr int log_pages_max = 512;
+
 // A request that is answered with a sentence instead of what it wants.
 class Refusal : public std::runtime_error {
   public:
@@ -83,13 +88,15 @@ Server::Server(struct ev_loop *loop, int listen_fd, std::vector<Namespace> names
     : loop_(loop), namespaces_(std::move(namespaces)) {
     ev_io_init(&accept_io_, on_connection, listen_fd, EV_READ);
     ev_timer_init(&accept_again_, on_accept_again, accept_pause_s, 0.);
-    accept_io_.data = accept_again_.data = this;
+    ev_timer_init(&quiet_, on_quiet, 0., quiet_s);
+    accept_io_.data = accept_again_.data = quiet_.data = this;
     ev_io_start(loop_, &accept_io_);
 }
 
 Server::~Server() {
     ev_io_stop(loop_, &accept_io_);
     ev_timer_stop(loop_, &accept_again_);
+    ev_timer_stop(loop_, &quiet_);
 }
 
 void Server::on_connection(struct ev_loop * /*loop*/, ev_io *io, int /*events*/) {
@@ -98,6 +105,15 @@ void Server::on_connection(struct ev_loop * /*loop*/, ev_io *io, int /*events*/)
 
 void Server::on_accept_again(struct ev_loop *loop, ev_timer *timer, int /*events*/) {
     ev_io_start(loop, &static_cast<Server *>(timer->data)->accept_io_);
+}
+
+void Server::on_quiet(struct ev_loop *loop, ev_timer *timer, int /*events*/) {
+    ev_timer_stop(loop, timer);
+    for (Namespace &name_space : static_cast<Server *>(timer->data)->namespaces_) {
+        if (name_space.database.log_pages() >= log_pages_quiet) {
+            name_space.database.write_back();
+        }
+    }
 }
 
 void Server::accept_one() {
@@ -173,6 +189,16 @@ void Server::serve_write(Client &client, const wire::Message &request) {
     }
     announce(request);
     answer(client, request.request, std::nullopt);
+    keep_log_short(name_space.database);
+}
+
+// After the answer: the write that makes the log too long is as fast as any.
+void Server::keep_log_short(Database &database) {
+    if (database.log_pages() >= log_pages_max) {
+        database.write_back();
+    } else if (database.log_pages() >= log_pages_quiet) {
+        ev_timer_again(loop_, &quiet_);
+    }
 }
 
 void Server::announce(const wire::Message &request) {

@@ -35,6 +35,7 @@ class Server : private ClientEvents {
   private:
     static void on_connection(struct ev_loop *loop, ev_io *io, int events);
     static void on_accept_again(struct ev_loop *loop, ev_timer *timer, int events);
+    static void on_quiet(struct ev_loop *loop, ev_timer *timer, int events);
     void accept_one();
     void on_request(Client &client, const wire::Message &request) override;
     void on_event_end() override;
@@ -46,11 +47,13 @@ class Server : private ClientEvents {
     void serve_list(Client &client, const wire::Message &request);
     void serve_namespaces(Client &client, const wire::Message &request);
     void announce(const wire::Message &request);
+    void keep_log_short(Database &database);
     Namespace &checked_namespace(const wire::Message &request);
 
     struct ev_loop *loop_;
     ev_io accept_io_;
     ev_timer accept_again_;
+    ev_timer quiet_;
     bool accept_failing_ = false;
     std::vector<Namespace> namespaces_;
     std::list<Client> clients_;

@@ -20,16 +20,21 @@ std::string sentence(sqlite3 *connection, int code) {
 SqlError::SqlError(sqlite3 *connection, int code)
     : std::runtime_error(sentence(connection, code)), code_(code & 0xff) {}
 
+Prepared::Prepared(sqlite3 *connection, const char *sql) : connection_(connection) {
+    errno = 0;
+    const int result =
+        sqlite3_prepare_v3(connection, sql, -1, SQLITE_PREPARE_PERSISTENT, &statement_, nullptr);
+    if (result != SQLITE_OK) {
+        throw SqlError(connection, result);
+    }
+}
+
 Statement::Statement(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts)
-    : connection_(connection) {
+    : connection_(connection), kept_(false) {
     errno = 0;
     int result = sqlite3_prepare_v2(connection, sql, -1, &statement_, nullptr);
-    int index = 0;
-    for (const std::string &text : texts) {
-        if (result == SQLITE_OK) {
-            result = sqlite3_bind_text(statement_, ++index, text.data(), static_cast<int>(text.size()),
-                                       SQLITE_TRANSIENT);
-        }
+    if (result == SQLITE_OK) {
+        result = bind(texts);
     }
     if (result != SQLITE_OK) {
         const SqlError error(connection, result);
@@ -38,8 +43,34 @@ Statement::Statement(sqlite3 *connection, const char *sql, std::initializer_list
     }
 }
 
+Statement::Statement(Prepared &prepared, std::initializer_list<std::string> texts)
+    : connection_(prepared.connection_), statement_(prepared.statement_), kept_(true) {
+    errno = 0;
+    const int result = bind(texts);
+    if (result != SQLITE_OK) {
+        throw SqlError(connection_, result);
+    }
+}
+
 Statement::~Statement() {
-    sqlite3_finalize(statement_);
+    if (kept_) {
+        sqlite3_reset(statement_);
+        sqlite3_clear_bindings(statement_);
+    } else {
+        sqlite3_finalize(statement_);
+    }
+}
+
+int Statement::bind(std::initializer_list<std::string> texts) {
+    int index = 0;
+    int result = SQLITE_OK;
+    for (const std::string &text : texts) {
+        if (result == SQLITE_OK) {
+            result = sqlite3_bind_text(statement_, ++index, text.data(), static_cast<int>(text.size()),
+                                       SQLITE_TRANSIENT);
+        }
+    }
+    return result;
 }
 
 bool Statement::step() {
@@ -61,8 +92,14 @@ long Statement::number(int column) const {
     return static_cast<long>(sqlite3_column_int64(statement_, column));
 }
 
-void execute(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts) {
-    Statement statement(connection, sql, texts);
+void execute(sqlite3 *connection, const char *sql) {
+    Statement statement(connection, sql);
+    while (statement.step()) {
+    }
+}
+
+void execute(Prepared &prepared, std::initializer_list<std::string> texts) {
+    Statement statement(prepared, texts);
     while (statement.step()) {
     }
 }

@@ -1,5 +1,5 @@
 /*
- * A little of SQLite in C++: a statement that frees itself and throws SqlError.
+ * A little of SQLite in C++: statements that free themselves and throw SqlError.
  *
  * Threads: one, as the connection.
  */
@@ -21,10 +21,29 @@ class SqlError : public std::runtime_error {
     int code_;
 };
 
+/* A statement that is run again and again: compiled once, which costs more than most of them do. Ends before
+ * the connection. */
+class Prepared {
+  public:
+    Prepared(sqlite3 *connection, const char *sql);
+    ~Prepared() { sqlite3_finalize(statement_); }
+    Prepared(const Prepared &) = delete;
+    Prepared &operator=(const Prepared &) = delete;
+
+  private:
+    friend class Statement;
+    sqlite3 *connection_;
+    sqlite3_stmt *statement_ = nullptr;
+};
+
+/* One run of a statement. What it has begun, such as a read that keeps the log from being written back, ends
+ * with the object. */
 class Statement {
   public:
     /* `texts` are bound to ?1, ?2 ... and may hold any bytes but zero. */
     Statement(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts = {});
+    /* One run at a time. */
+    explicit Statement(Prepared &prepared, std::initializer_list<std::string> texts = {});
     ~Statement();
     Statement(const Statement &) = delete;
     Statement &operator=(const Statement &) = delete;
@@ -37,12 +56,16 @@ class Statement {
     long number(int column) const;
 
   private:
+    int bind(std::initializer_list<std::string> texts);
+
     sqlite3 *connection_;
     sqlite3_stmt *statement_ = nullptr;
+    bool kept_; // by a Prepared
 };
 
 /* Runs a statement to its end. */
-void execute(sqlite3 *connection, const char *sql, std::initializer_list<std::string> texts = {});
+void execute(sqlite3 *connection, const char *sql);
+void execute(Prepared &prepared, std::initializer_list<std::string> texts);
 
 /* The first column of the first row of a statement that has one. */
 std::string query_text(sqlite3 *connection, const char *sql);

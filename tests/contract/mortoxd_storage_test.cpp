@@ -32,6 +32,11 @@ void overwrite(const std::string &path, const std::string &text) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << text;
 }
 
+/* Large, and other bytes than those of the write before it under the same key. */
+std::string value_of_write(int number) {
+    return std::string(8000, static_cast<char>('a' + number / 30)) + std::to_string(number);
+}
+
 class MortoxdStorage : public testing::Test {
   protected:
     /* A store with some settings, ended in order. */
@@ -163,13 +168,55 @@ TEST_F(MortoxdPowerCut, AConfirmedWriteIsOnTheDisk) {
 TEST_F(MortoxdPowerCut, AlsoWhenTheLogIsWrittenBack) {
     store_.start();
     const Handle handle = open_store();
-    for (int i = 0; i < 60; ++i) { // several times the length of the log
-        const std::string value = std::string(8000, 'v') + std::to_string(i);
+    for (int i = 0; i < 400; ++i) { // twice the length of the log, which is 512 pages
+        const std::string value = value_of_write(i);
         ASSERT_TRUE(set(handle, "key" + std::to_string(i % 30), value));
-        if (i % 6 == 0) {
+        if (i % 40 == 0) {
             EXPECT_EQ(value_after_power_cut("key" + std::to_string(i % 30)), value);
         }
     }
+}
+
+TEST_F(MortoxdPowerCut, AndWhenThatIsDoneInAQuietMoment) {
+    store_.start();
+    const Handle handle = open_store();
+    const std::string database = run_dir_.file("disk") + "/nvram.db";
+    for (int round = 0; round < 2; ++round) {
+        const std::string value(8000, round == 0 ? 'v' : 'w'); // pages that do not change are not written
+        for (int i = 0; i < 40; ++i) {
+            ASSERT_TRUE(set(handle, "key" + std::to_string(i), value));
+        }
+        const std::string last = "the last of round " + std::to_string(round);
+        ASSERT_TRUE(set(handle, "last", last));
+        EXPECT_TRUE(support::eventually([&] { return contents(database).find(last) != std::string::npos; }));
+        EXPECT_EQ(value_after_power_cut("last"), last);
+    }
+}
+
+/* ---- the log ---- */
+
+TEST_F(MortoxdStorage, AShortLogIsLeftAlone) {
+    store_.start();
+    const Handle handle = open_store();
+    ASSERT_TRUE(set(handle, "flip", "a value of its own"));
+    EXPECT_FALSE(support::eventually(
+        [&] { return contents(store_.database()).find("a value of its own") != std::string::npos; },
+        std::chrono::milliseconds(300)));
+    EXPECT_EQ(store_.end(), 0);
+    EXPECT_NE(contents(store_.database()).find("a value of its own"), std::string::npos);
+}
+
+TEST_F(MortoxdStorage, TheLogIsUsedAgainWhoeverWritesWithoutEnd) {
+    constexpr uintmax_t most_bytes = uintmax_t{512 + 16} * (4096 + 24);
+    store_.start();
+    const Handle handle = open_store();
+    for (int i = 0; i < 500; ++i) { // 1500 pages and more: all of each value changes
+        ASSERT_TRUE(set(handle, "key" + std::to_string(i % 30), value_of_write(i)));
+    }
+    EXPECT_LT(std::filesystem::file_size(store_.database() + "-wal"), most_bytes);
+    store_.kill();
+    store_.start();
+    EXPECT_EQ(get(open_store(), "key19"), value_of_write(499));
 }
 
 /* ---- no room ---- */

@@ -1,6 +1,7 @@
 // To be preloaded into a server: keeps a copy of what a power cut would leave. What fsync and fdatasync have
 // been called for is kept, all else is lost: contents per inode ($POWER_CUT_DIR/inode-N), and, when a
-// directory is synced, which inode stands under which name ($POWER_CUT_DIR/names, lines "N name").
+// directory is synced, which inode stands under which name ($POWER_CUT_DIR/names, lines "N name"). What is
+// kept is replaced whole: it may be read at any moment.
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -12,11 +13,24 @@
 
 namespace {
 
-FILE *open_kept(const char *name) {
-    char path[4096];
+struct Path {
+    char text[4096];
+};
+
+Path kept_path(const char *name, const char *suffix) {
+    Path path;
     const char *directory = getenv("POWER_CUT_DIR");
-    snprintf(path, sizeof path, "%s/%s", directory == nullptr ? "." : directory, name);
-    return fopen(path, "we");
+    snprintf(path.text, sizeof path.text, "%s/%s%s", directory == nullptr ? "." : directory, name, suffix);
+    return path;
+}
+
+FILE *open_kept(const char *name) {
+    return fopen(kept_path(name, ".new").text, "we");
+}
+
+void close_kept(FILE *kept, const char *name) {
+    fclose(kept);
+    rename(kept_path(name, ".new").text, kept_path(name, "").text);
 }
 
 void keep_contents(int fd, ino_t inode) {
@@ -28,7 +42,7 @@ void keep_contents(int fd, ino_t inode) {
     for (off_t at = 0; (bytes = pread(fd, block, sizeof block, at)) > 0; at += bytes) {
         fwrite(block, 1, static_cast<size_t>(bytes), kept);
     }
-    fclose(kept);
+    close_kept(kept, name);
 }
 
 void keep_names(int fd) {
@@ -40,7 +54,7 @@ void keep_names(int fd) {
         }
     }
     closedir(directory);
-    fclose(kept);
+    close_kept(kept, "names");
 }
 
 void keep(int fd) {

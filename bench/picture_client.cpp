@@ -1,0 +1,82 @@
+#include "picture_client.h"
+
+#include "libboardav.h"
+#include "measure.h"
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <turbojpeg.h>
+#include <vector>
+
+namespace bench {
+
+namespace {
+
+constexpr int32_t patience_ms = 20000;
+constexpr uint32_t raw_header_bytes = 64;
+constexpr uint32_t raw_bytes = 368640;
+
+struct Destroyer {
+    void operator()(void *handle) const { tjDestroy(handle); }
+};
+
+template <typename Header>
+Header header_of(const shbf_frame_t &frame, uint32_t space) {
+    Header header{};
+    if (frame.size < space) {
+        throw std::runtime_error("a reply is too short");
+    }
+    std::memcpy(&header, frame.data, sizeof header);
+    if (header.len == 0 || frame.size != space + header.len) {
+        throw std::runtime_error("a reply has no picture");
+    }
+    return header;
+}
+
+} // namespace
+
+PictureClient::PictureClient(Picture picture)
+    : picture_(picture), receiver_(shbf_rcv_open(
+                             picture == Picture::jpeg ? "/run/jpeg_snap" : "/run/video_rawstream", nullptr)) {
+    if (receiver_ == nullptr) {
+        throw std::runtime_error("cannot attach to the channel of pictures");
+    }
+}
+
+uint64_t PictureClient::ask() {
+    constexpr char request[] = "REQ_SNAPSHOT_A";
+    const uint64_t start_ns = now_ns();
+    shbf_event_t event;
+    if (shbf_rcv_send(receiver_, request, sizeof request - 1) != 0 ||
+        shbf_rcv_next(receiver_, &event, patience_ms) != 1 || event.kind != SHBF_EVENT_FRAME) {
+        throw std::runtime_error("no reply to the request of a picture");
+    }
+    const uint64_t took_ns = now_ns() - start_ns;
+    const auto *bytes = static_cast<const uint8_t *>(event.frame.data);
+    if (picture_ == Picture::jpeg) {
+        const auto header = header_of<VideoFrameInfo>(event.frame, sizeof(VideoFrameInfo));
+        check_jpeg(bytes + sizeof header, header.len);
+    } else if (header_of<RawFrameInfo>(event.frame, raw_header_bytes).len != raw_bytes) {
+        throw std::runtime_error("a raw frame is not whole");
+    }
+    shbf_rcv_release(receiver_, &event.frame);
+    return took_ns;
+}
+
+/* A warning, such as of a file that ends early, counts as an error. */
+void PictureClient::check_jpeg(const uint8_t *bytes, uint32_t length) {
+    const std::unique_ptr<void, Destroyer> decoder(tjInitDecompress());
+    int subsampling = 0;
+    int colours = 0;
+    if (tjDecompressHeader3(decoder.get(), bytes, length, &width_, &height_, &subsampling, &colours) != 0) {
+        throw std::runtime_error(std::string("a JPEG does not decode: ") + tjGetErrorStr2(decoder.get()));
+    }
+    std::vector<unsigned char> picture(tjBufSizeYUV2(width_, 1, height_, subsampling));
+    if (tjDecompressToYUV2(decoder.get(), bytes, length, picture.data(), width_, 1, height_,
+                           TJFLAG_STOPONWARNING) != 0) {
+        throw std::runtime_error(std::string("a JPEG does not decode: ") + tjGetErrorStr2(decoder.get()));
+    }
+}
+
+} // namespace bench
