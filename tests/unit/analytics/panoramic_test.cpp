@@ -67,6 +67,11 @@ std::string described(const PanoramaConfig &config) {
                           static_cast<double>(config.overlap_ratio));
 }
 
+TEST(PanoramicAtItsStart, IsAtTheFirstStepOfTheFirstType) {
+    EXPECT_EQ(panorama_plan.type, 0);
+    EXPECT_EQ(panorama_plan.step, 1);
+}
+
 // ---- configurations ----
 
 TEST_F(Panoramic, ThereAreThreeConfigurations) {

@@ -24,10 +24,7 @@ class AudioFile : public DaemonTest {
         audio_file.enabled = 1;
     }
     ~AudioFile() override {
-        if (transmits_) {
-            oru_tx_file_deinit();
-        }
-        free(first_frame_); // nobody else does
+        end_transmitting();
         audio_file = {};
         audio_file_chunk_bytes = 640;
     }
@@ -44,6 +41,14 @@ class AudioFile : public DaemonTest {
         transmits_ = true;
         first_frame_ = audio_file.frame;
         script.journal.clear();
+    }
+    void end_transmitting() {
+        if (transmits_) {
+            oru_tx_file_deinit();
+        }
+        transmits_ = false;
+        free(first_frame_); // nobody else does
+        first_frame_ = nullptr;
     }
     static std::string content(size_t from, size_t to) {
         std::string bytes;
@@ -207,22 +212,18 @@ TEST_F(AudioFile, FormatGoesByTheName) {
         audio_file.format = 9;
         transmit(name, 1);
         EXPECT_EQ(audio_file.format, format) << name;
-        oru_tx_file_deinit();
-        free(first_frame_);
-        first_frame_ = nullptr;
-        transmits_ = false;
+        end_transmitting();
     }
 }
 
 TEST_F(AudioFile, ANameWithoutAFormatLeavesTheOneOfBefore) {
-    for (const int32_t before : {0, 1, 2}) {
-        audio_file.format = before;
-        transmit("a.wav", 1);
-        EXPECT_EQ(audio_file.format, before);
-        oru_tx_file_deinit();
-        free(first_frame_);
-        first_frame_ = nullptr;
-        transmits_ = false;
+    for (const char *name : {"a.wav", "apcm", "a.g711", "a.opu"}) {
+        for (const int32_t before : {0, 1, 2}) {
+            audio_file.format = before;
+            transmit(name, 1);
+            EXPECT_EQ(audio_file.format, before) << name;
+            end_transmitting();
+        }
     }
 }
 
@@ -304,6 +305,13 @@ TEST_F(AudioFile, AShortFileOfALawIsFilledUpWithZerosToAWholeChunk) {
     EXPECT_EQ(block(), content(0, 100) + std::string(540, '\0'));
     EXPECT_EQ(header_.len, 640U);
     EXPECT_EQ(block(), content(0, 100) + std::string(540, '\0'));
+}
+
+TEST_F(AudioFile, IsNotClearedBetweenTheShortReadAndTheOneAfterIt) {
+    transmit("a.g711a", 100);
+    script.when("fread", [this] { script.read_most_bytes = 50; });
+    EXPECT_EQ(block(), content(0, 100) + std::string(540, '\0'));
+    EXPECT_EQ(audio_file.bytes_read, 50);
 }
 
 TEST_F(AudioFile, OpusIsEncodedAsIfItWerePcm) {

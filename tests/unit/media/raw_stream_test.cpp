@@ -124,6 +124,20 @@ TEST_F(RawStream, DoesNotLookAtTheResultOfTheBoard) {
                                       sent(2, "640, 384, 0, 7, 300, 5000000000", 428)}));
 }
 
+TEST_F(RawStream, ABoardThatWritesNoHeaderGivesAnEmptyOne) {
+    size_t count = 0;
+    script.get_raw_frame = [&](uint8_t *, uint32_t, RawFrameInfo *info) {
+        if (++count == 1) {
+            *info = a_frame;
+            return 0;
+        }
+        device_status.running = 0;
+        return -1;
+    };
+    rawsnap_thread(nullptr);
+    EXPECT_EQ(script.entries("info: FrameInfo").back(), "info: FrameInfo is {0, 0, 0, 0, 0, 0}\n");
+}
+
 TEST_F(RawStream, WaitsNeitherForAnOwnerNorForThePower) {
     device_status.bind_status = 0;
     device_status.power = 0;

@@ -38,6 +38,15 @@ class StreamDump : public DaemonTest {
     support::ScratchRunDir directory_;
 };
 
+/* Before any other test of this program has opened something. */
+TEST_F(StreamDump, AtItsStartNoFileIsOpen) {
+    for (const int32_t channel : {0, 1}) {
+        EXPECT_EQ(write(channel, "lost"), -1);
+        EXPECT_EQ(dump_close(channel), -1);
+        EXPECT_EQ(errno, EBADF);
+    }
+}
+
 static_assert((O_RDWR | O_CREAT | O_TRUNC) == 0x242);
 
 TEST_F(StreamDump, WritesWhatItIsGivenIntoTheChannelsFile) {
