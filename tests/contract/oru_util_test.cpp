@@ -2,6 +2,7 @@
 
 #include "liboru_util.h"
 
+#include "board/boardctl.h"
 #include "support/board_process.h"
 #include "support/eventually.h"
 #include "support/scratch.h"
@@ -13,6 +14,10 @@
 #include <csignal>
 #include <cstring>
 #include <gtest/gtest.h>
+#include <json-c/json.h>
+#include <json-c/json_pointer.h>
+#include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -134,6 +139,108 @@ TEST_F(OruUtil, ABoardThatHangsIsGivenUp) {
     boardd.signal(SIGSTOP);
     EXPECT_LT(oru_api_ircut_switch(1), 0);
     EXPECT_EQ(oru_api_reach_night(0, 0), 0);
+    boardd.signal(SIGCONT);
+    EXPECT_TRUE(support::eventually([] { return oru_api_ircut_switch(1) == 0; }));
+}
+
+/* ---- with a board ---- */
+
+/* A member of boardd's status. */
+std::string status(const char *pointer) {
+    json_object *root = json_tokener_parse(board::BoardCtl().status().c_str());
+    json_object *member = nullptr;
+    json_pointer_get(root, pointer, &member);
+    const std::string text = json_object_get_string(member);
+    json_object_put(root);
+    return text;
+}
+
+TEST_F(OruUtil, TheFilterMovesAndStaysWhereItIs) {
+    const support::BoardProcess boardd;
+    EXPECT_EQ(status("/light/filter"), "1") << "in front of the sensor at first";
+    for (const int32_t position : {0, 0, 1, 1, 0}) {
+        EXPECT_EQ(oru_api_ircut_switch(position), 0);
+        EXPECT_EQ(status("/light/filter"), std::to_string(position));
+    }
+    for (const int32_t position : {2, -1, INT_MAX, INT_MIN}) {
+        EXPECT_LT(oru_api_ircut_switch(position), 0);
+    }
+    EXPECT_EQ(status("/light/filter"), "0");
+}
+
+TEST_F(OruUtil, TheLampIsEnabledAndDisabledAndKeepsItsBrightness) {
+    const support::BoardProcess boardd;
+    EXPECT_EQ(status("/light/enabled"), "false");
+    EXPECT_EQ(oru_api_light_brightness_set(1, 3333), 0);
+    EXPECT_EQ(status("/light/lamp"), "0") << "not enabled yet";
+    EXPECT_EQ(oru_api_light_enable(1), 0);
+    EXPECT_EQ(status("/light/lamp"), "3333");
+    EXPECT_EQ(oru_api_light_brightness_set(1, 10000), 0);
+    EXPECT_EQ(status("/light/lamp"), "10000") << "at once while it is enabled";
+    EXPECT_EQ(oru_api_light_disable(1), 0);
+    EXPECT_EQ(oru_api_light_disable(1), 0);
+    EXPECT_EQ(status("/light/lamp"), "0");
+    EXPECT_EQ(oru_api_light_enable(1), 0);
+    EXPECT_EQ(status("/light/lamp"), "10000");
+    EXPECT_EQ(oru_api_light_brightness_set(1, 0), 0);
+    EXPECT_EQ(status("/light/lamp"), "0");
+}
+
+TEST_F(OruUtil, UnknownChannelsAndBrightnessesAreRefused) {
+    const support::BoardProcess boardd;
+    for (const int32_t channel : {0, 2, -1, INT_MAX, INT_MIN}) {
+        EXPECT_LT(oru_api_light_enable(channel), 0);
+        EXPECT_LT(oru_api_light_disable(channel), 0);
+        EXPECT_LT(oru_api_light_brightness_set(channel, 5000), 0);
+    }
+    for (const int32_t brightness : {-1, 10001, INT_MAX, INT_MIN}) {
+        EXPECT_LT(oru_api_light_brightness_set(1, brightness), 0);
+    }
+    EXPECT_EQ(status("/light/enabled"), "false");
+    EXPECT_EQ(status("/light/brightness"), "10000");
+}
+
+TEST_F(OruUtil, TakesNothingFromTheBoard) {
+    const support::BoardProcess boardd;
+    ASSERT_EQ(oru_api_ircut_switch(0), 0);
+    EXPECT_EQ(status("/phase"), "idle");
+}
+
+/* Asks as the daemon does until the answer is yes. */
+template <typename Ask>
+bool eventually_yes(Ask ask) {
+    for (int i = 0; i < 60; ++i) {
+        if (ask() != 0) {
+            return true;
+        }
+        std::this_thread::sleep_for(500ms);
+    }
+    return false;
+}
+
+TEST_F(OruUtil, NightFallsAndDayBreaksOnce) {
+    const support::BoardProcess boardd;
+    board::BoardCtl world;
+    const auto reach_night = [] { return oru_api_reach_night(0, 0); };
+    const auto reach_day = [] { return oru_api_reach_day(0, nullptr, 0); };
+    EXPECT_EQ(reach_night(), 0);
+    world.set_sky_noise(10);
+    world.set_sky({board::scene_ramp, 300, 0, 2000});
+    ASSERT_TRUE(eventually_yes(reach_night)) << boardd.output();
+    ASSERT_EQ(oru_api_ircut_switch(0) | oru_api_light_brightness_set(1, 10000) | oru_api_light_enable(1), 0);
+    EXPECT_TRUE(support::eventually([&] { return world.light_seen().seen_mlux > 10'000; })) << "by the lamp";
+    for (int i = 0; i < 20; ++i) {
+        ASSERT_EQ(reach_day(), 0) << "the lamp is not the sun";
+        std::this_thread::sleep_for(500ms);
+    }
+    world.set_sky({board::scene_ramp, 100'000, 0, 2000});
+    int32_t scratch = 0;
+    ASSERT_TRUE(eventually_yes([&] { return oru_api_reach_day(2, &scratch, 0); })) << "in whatever mode";
+    ASSERT_EQ(oru_api_light_disable(1) | oru_api_ircut_switch(1), 0);
+    for (int i = 0; i < 10; ++i) {
+        ASSERT_EQ(reach_night(), 0);
+        std::this_thread::sleep_for(500ms);
+    }
 }
 
 } // namespace

@@ -42,6 +42,7 @@ void serve(const Options &options) {
     };
     Audio audio(loop, options.audio, channel_lost);
     Board board(loop, Source(options.source), channel_lost);
+    board.picture().world().set_sky({scene_constant, options.light_mlux, 0, 0});
     board.on_power([&](bool on) { on ? audio.start() : audio.stop(); });
     Requests requests(board, audio, server, options.flag_300);
     server.set_handler(&requests);

@@ -10,6 +10,7 @@
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
 #include "board/boardd/picture/controls.h"
+#include "board/boardd/scene/controls.h"
 
 #include <set>
 
@@ -26,7 +27,8 @@ class Requests : public RequestHandler {
   public:
     /* `flag_300` is the sensor class. Replies go to `server`. */
     Requests(Board &board, Audio &audio, ControlServer &server, int32_t flag_300)
-        : board_(board), audio_(audio), server_(server), flag_300_(flag_300), picture_(board) {}
+        : board_(board), audio_(audio), server_(server), flag_300_(flag_300), picture_(board),
+          scene_(board.picture().world(), audio) {}
 
     void request(ClientId client, const ControlRequest &header, std::span<const uint8_t> payload) override;
     void gone(ClientId client) override;
@@ -67,6 +69,7 @@ class Requests : public RequestHandler {
     void status(const Call &call);
     void fault(const Call &call);
 
+    void scene(const Call &call);
     void picture(const Call &call);
     void jpeg_snapshot(const Call &call);
     void raw_frame(const Call &call);
@@ -87,6 +90,7 @@ class Requests : public RequestHandler {
     std::set<ClientId> exited_; /* clients that have shut the board down */
     Refusals refusals_;
     PictureControls picture_;
+    SceneControls scene_;
 };
 
 } // namespace board

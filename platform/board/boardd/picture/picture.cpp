@@ -45,16 +45,18 @@ PictureSettings Picture::settings() const {
 void Picture::set(const PictureSettings &settings) {
     const std::lock_guard<std::mutex> lock(mutex_);
     settings_ = settings;
+    world_.set_lamp_switch(settings.lamp);
     ++changes_;
 }
 
 uint32_t Picture::changes() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return changes_;
+    return changes_ + world_.changes();
 }
 
 ExposureRecord Picture::exposure(int32_t fps) const {
-    const PictureSettings now = settings();
+    PictureSettings now = settings();
+    now.lamp = world_.seen().lamp > 0;
     return {exposure_us(now, fps),
             gain_milli(now),
             luma_mean_.load(std::memory_order_relaxed),
@@ -81,6 +83,9 @@ bool Picture::begin_frame(bool scene) {
             used_ = settings_;
             used_changes_ = changes_;
         }
+        const bool lamp = moment_.lamp;
+        moment_ = world_.moment();
+        changed = changed || moment_.lamp != lamp;
     }
     if (changed) {
         work_out_tables();
@@ -89,7 +94,7 @@ bool Picture::begin_frame(bool scene) {
 }
 
 void Picture::work_out_tables() {
-    const bool lit = used_.lamp && used_.night;
+    const bool lit = moment_.lamp && used_.night;
     tone_ = used_.wdr || lit;
     tone_curve_ =
         chained(lit ? gain_curve(lamp_gain) : plain_curve(), used_.wdr ? wdr_curve() : plain_curve());

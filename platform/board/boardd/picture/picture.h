@@ -16,6 +16,7 @@
 #include "board/boardd/picture/effects.h"
 #include "board/boardd/picture/scene.h"
 #include "board/boardd/picture/settings.h"
+#include "board/boardd/scene/world.h"
 
 #include <atomic>
 #include <mutex>
@@ -30,7 +31,11 @@ class Picture {
     /* From the next frame on. */
     void set(const PictureSettings &settings);
 
-    /* How often they have been set; wraps. */
+    /* What the camera is in, and where it looks. */
+    World &world() { return world_; }
+    const World &world() const { return world_; }
+
+    /* How often they, or the world, have been set; wraps. */
     uint32_t changes() const;
 
     /* What get_isp_ev says, `fps` being the capture's frame rate. */
@@ -40,7 +45,7 @@ class Picture {
     bool begin_frame(bool scene);
 
     /* The number of changes that this frame shows. */
-    uint32_t changes_shown() const { return used_changes_; }
+    uint32_t changes_shown() const { return used_changes_ + moment_.changes; }
 
     /* Its time stamp, empty when that is not shown. */
     std::string stamp(uint32_t frame) const;
@@ -54,6 +59,7 @@ class Picture {
   private:
     void work_out_tables();
 
+    World world_;
     mutable std::mutex mutex_;
     PictureSettings settings_; /* under the lock */
     uint32_t changes_ = 0;     /* under the lock: of the settings */
@@ -62,6 +68,7 @@ class Picture {
     /* The capture's thread only: the settings in use and what follows from them. */
     PictureSettings used_;
     uint32_t used_changes_ = 0;
+    Moment moment_{}; /* of the world, for this frame */
     bool tone_ = false;
     Curve tone_curve_{};
     bool tint_ = false;
