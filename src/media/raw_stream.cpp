@@ -45,7 +45,8 @@ void publish_frame() {
 } // namespace
 
 int32_t start_rawsnap_thread(pthread_t *thread) {
-    if (pthread_create(thread, nullptr, rawsnap_thread, nullptr) < 0) {
+    const int result = pthread_create(thread, nullptr, rawsnap_thread, nullptr);
+    if (result < 0) {
         log_err("Create get_audio_stream error\n"); // the words of the sound's starter, as ever
         return -1;
     }

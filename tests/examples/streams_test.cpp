@@ -7,7 +7,6 @@
 #include <filesystem>
 #include <gtest/gtest.h>
 
-using example_test::content;
 using example_test::has;
 using example_test::run_example;
 

@@ -27,7 +27,7 @@ class Panoramic : public DaemonTest {
     std::string next(const char *reply, int32_t reverse = 0) {
         direction_ = degree_ = more_ = untouched;
         char *text = tavra_panoram_get_next_step(reverse, reply, &direction_, &degree_, &more_);
-        const std::string result = text == nullptr ? "null" : text;
+        std::string result = text == nullptr ? "null" : text;
         if (text != nullptr) {
             EXPECT_GE(malloc_usable_size(text), 64U);
             std::memset(text, 0, 64); // the address sanitizer would know

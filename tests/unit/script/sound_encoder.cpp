@@ -11,10 +11,13 @@ extern "C" {
 
 int32_t oru_g711a_encode(const void *pcm, int32_t reserved, int32_t bytes, void *out) {
     current().write(format("oru_g711a_encode(%d, %d)", reserved, bytes));
-    for (int32_t i = 0; i < bytes / 2; ++i) {
-        static_cast<uint8_t *>(out)[i] = static_cast<const uint8_t *>(pcm)[2 * i];
+    const int32_t samples = bytes / 2;
+    const auto *from = static_cast<const uint8_t *>(pcm);
+    auto *to = static_cast<uint8_t *>(out);
+    for (int32_t i = 0; i < samples; ++i, from += 2) {
+        *to++ = *from;
     }
-    return bytes / 2;
+    return samples;
 }
 
 } // extern "C"
