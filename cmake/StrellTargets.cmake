@@ -5,6 +5,7 @@
 #   strell_hosted(target)    servers, tools, tests: C++20 with the standard library
 
 option(STRELL_TESTS "Build the tests" ON)
+option(STRELL_EXAMPLES "Build the examples" ON)
 option(STRELL_BENCH "Build the benchmarks" OFF)
 set(STRELL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 

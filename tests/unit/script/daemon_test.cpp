@@ -42,6 +42,11 @@ constexpr const char *texts_of_any_level[] = {
     "isp_dnmode_thread():",
     "strell_v2 set_isp_dnmode",
     "Create set_isp_dnmode_thread error",
+    "rawsnap_thread(),",
+    "failed: ",
+    "stream write error:",
+    "[audio_player] ",
+    "playing audio file: ",
 };
 
 std::string without_open_level(const std::string &entry) {

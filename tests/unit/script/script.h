@@ -22,6 +22,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
 #include <map>
 #include <memory>
@@ -185,6 +186,14 @@ class Script {
     std::vector<int> connecting; // the server's ends of those who do
     std::set<int> sockets;       // that are open
 
+    // ---- files ----
+
+    std::string card;                      // directory in place of "/mnt/sdcard"; empty: there is no card
+    int64_t card_room_bytes = INT64_MAX;   // of which writes take what fits; 0: they fail
+    size_t read_most_bytes = SIZE_MAX;     // that one fread gives
+    std::map<int, std::string> card_files; // open ones, by descriptor
+    std::set<FILE *> open_files;           // streams that fopen gave and fclose has not closed
+
     ~Script();
 
     // ---- for the stand-ins ----
@@ -192,6 +201,8 @@ class Script {
     void write(const std::string &entry);
 
   private:
+    void close_files();
+
     struct Reaction {
         std::string text;
         size_t nth;
@@ -229,6 +240,9 @@ void notify_broken(const std::string &key, int32_t status = -1, int32_t type = X
 
 /* Allocations of the scripted store client that the daemon has not freed. */
 int unfreed();
+
+/* For the stand-in of close(): journals it when it is a file on the card. */
+void card_file_closes(int fd);
 
 /* The scripted channel with this path, or null. */
 Channel *channel(const std::string &path);

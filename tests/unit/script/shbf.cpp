@@ -20,7 +20,7 @@ struct shbfev_brd {
 namespace {
 
 /* As much of a new buffer is filled with a pattern, so that a test sees whether it was written. */
-constexpr uint32_t header_space_bytes = 64;
+constexpr uint32_t header_space_bytes = 128;
 
 /* Channels outlive their test, as the daemon's tables do. */
 std::vector<std::unique_ptr<shbfev_brd>> channels;

@@ -35,6 +35,7 @@ Script::~Script() {
     for (const int fd : sockets) {
         __real_close(fd);
     }
+    close_files();
 }
 
 int connect() {
@@ -99,6 +100,7 @@ int __wrap_close(int fd) {
     if (script::running() && current().sockets.erase(fd) > 0) {
         current().write(fd == current().listener ? "close(listener)" : format("close(%d)", fd));
     }
+    script::card_file_closes(fd);
     return __real_close(fd);
 }
 
