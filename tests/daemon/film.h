@@ -23,7 +23,9 @@ struct Picture {
     int32_t height = 0;
     std::vector<uint8_t> luma;
 
-    double at(int32_t x, int32_t y) const { return luma[static_cast<size_t>(y * width + x)]; }
+    double at(int32_t x, int32_t y) const {
+        return luma[static_cast<size_t>(y) * static_cast<size_t>(width) + static_cast<size_t>(x)];
+    }
 };
 
 /* A part of a picture: columns left to right and rows top to bottom, in parts of its size. */

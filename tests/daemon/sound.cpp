@@ -56,7 +56,7 @@ void write_wav(const std::string &path, const Samples &samples, uint32_t rate_hz
     put(&bytes, uint16_t{1}); // linear PCM
     put(&bytes, channels);
     put(&bytes, rate_hz);
-    put(&bytes, static_cast<uint32_t>(rate_hz * channels * sizeof(int16_t)));
+    put(&bytes, static_cast<uint32_t>(sizeof(int16_t) * rate_hz * channels));
     put(&bytes, static_cast<uint16_t>(channels * sizeof(int16_t)));
     put(&bytes, uint16_t{16});
     bytes += "data";

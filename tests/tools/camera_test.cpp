@@ -52,7 +52,8 @@ TEST_F(Camera, GivesRawPicturesThatShowMoreThanOneColour) {
     EXPECT_EQ(yuv.exit_code, 0) << yuv.output;
     const std::string bytes = content(file("x.yuv"));
     ASSERT_EQ(bytes.size(), 640U * 384 * 3 / 2);
-    EXPECT_GT(std::set<char>(bytes.begin(), bytes.begin() + 640 * 384).size(), 10U);
+    constexpr ptrdiff_t luma_bytes = ptrdiff_t{640} * 384;
+    EXPECT_GT(std::set<char>(bytes.begin(), bytes.begin() + luma_bytes).size(), 10U);
 }
 
 TEST_F(Camera, ThatIsOffGivesNoneAndSaysWhy) {
