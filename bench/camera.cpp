@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace bench {
 
@@ -58,6 +60,7 @@ Camera::~Camera() {
         const support::Process &process = *children_.back().process;
         process.signal(SIGTERM);
         children_.back().process->wait();
+        close(children_.back().log);
         children_.pop_back();
     }
 }
@@ -86,9 +89,10 @@ void Camera::start_daemon(const support::Process::Environment &environment) {
 
 void Camera::start(const std::string &name, std::vector<std::string> argv, const std::string &ready,
                    const support::Process::Environment &environment) {
-    const std::string log = file(name + ".log");
+    const int log_fd = memfd_create(name.c_str(), MFD_CLOEXEC);
+    const std::string log = "/proc/" + std::to_string(getpid()) + "/fd/" + std::to_string(log_fd);
     children_.push_back(
-        {name, std::make_unique<support::Process>(logged(std::move(argv), log), environment)});
+        {name, log_fd, std::make_unique<support::Process>(logged(std::move(argv), log), environment)});
     support::Process &process = *children_.back().process;
     bool ended = false;
     const bool up = support::eventually([&] {

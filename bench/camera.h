@@ -1,7 +1,7 @@
 /*
  * A whole camera for one benchmark, in a run directory and with a command socket of its own: store, board,
- * daemon, and what else is measured beside them, as processes. They log to files in the run directory, so
- * that nobody is woken by what they say.
+ * daemon, and what else is measured beside them, as processes. They log to files in memory, so that what they
+ * say wakes nobody and waits for no disk.
  *
  * Threads: one, which has to live as long as the processes shall. What cannot be started throws
  * std::runtime_error, with the end of its log.
@@ -50,6 +50,7 @@ class Camera {
   private:
     struct Child {
         std::string name;
+        int log; // a file in memory
         std::unique_ptr<support::Process> process;
     };
     support::OwnSocketNames socket_names_; // before anything is started

@@ -3,9 +3,11 @@
 #include "libboardav.h"
 #include "measure.h"
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <turbojpeg.h>
 #include <vector>
 
@@ -21,17 +23,16 @@ struct Destroyer {
     void operator()(void *handle) const { tjDestroy(handle); }
 };
 
-template <typename Header>
-Header header_of(const shbf_frame_t &frame, uint32_t space) {
-    Header header{};
-    if (frame.size < space) {
-        throw std::runtime_error("a reply is too short");
+/* From the header, in which it stands at `offset`. */
+uint32_t payload_bytes(const shbf_frame_t &frame, size_t offset, uint32_t header_bytes) {
+    uint32_t length = 0;
+    if (frame.size >= header_bytes) {
+        std::memcpy(&length, static_cast<const uint8_t *>(frame.data) + offset, sizeof length);
     }
-    std::memcpy(&header, frame.data, sizeof header);
-    if (header.len == 0 || frame.size != space + header.len) {
-        throw std::runtime_error("a reply has no picture");
+    if (frame.size < header_bytes || frame.size - header_bytes != length) {
+        throw std::runtime_error("a reply is no picture");
     }
-    return header;
+    return length;
 }
 
 } // namespace
@@ -44,7 +45,7 @@ PictureClient::PictureClient(Picture picture)
     }
 }
 
-uint64_t PictureClient::ask() {
+std::optional<uint64_t> PictureClient::ask() {
     constexpr char request[] = "REQ_SNAPSHOT_A";
     const uint64_t start_ns = now_ns();
     shbf_event_t event;
@@ -53,15 +54,26 @@ uint64_t PictureClient::ask() {
         throw std::runtime_error("no reply to the request of a picture");
     }
     const uint64_t took_ns = now_ns() - start_ns;
-    const auto *bytes = static_cast<const uint8_t *>(event.frame.data);
-    if (picture_ == Picture::jpeg) {
-        const auto header = header_of<VideoFrameInfo>(event.frame, sizeof(VideoFrameInfo));
-        check_jpeg(bytes + sizeof header, header.len);
-    } else if (header_of<RawFrameInfo>(event.frame, raw_header_bytes).len != raw_bytes) {
-        throw std::runtime_error("a raw frame is not whole");
-    }
+    const bool good = check(event.frame);
     shbf_rcv_release(receiver_, &event.frame);
-    return took_ns;
+    return good ? std::optional(took_ns) : std::nullopt;
+}
+
+/* False when there is none in it. */
+bool PictureClient::check(const shbf_frame_t &frame) {
+    if (picture_ == Picture::raw) {
+        const uint32_t length = payload_bytes(frame, offsetof(RawFrameInfo, len), raw_header_bytes);
+        if (length != 0 && length != raw_bytes) {
+            throw std::runtime_error("a raw frame is not whole");
+        }
+        return length != 0;
+    }
+    constexpr uint32_t header_bytes = sizeof(VideoFrameInfo);
+    const uint32_t length = payload_bytes(frame, offsetof(VideoFrameInfo, len), header_bytes);
+    if (length != 0) {
+        check_jpeg(static_cast<const uint8_t *>(frame.data) + header_bytes, length);
+    }
+    return length != 0;
 }
 
 /* A warning, such as of a file that ends early, counts as an error. */

@@ -10,6 +10,7 @@
 #include "libshbf_receiver.h"
 
 #include <cstdint>
+#include <optional>
 
 namespace bench {
 
@@ -24,16 +25,18 @@ class PictureClient {
     PictureClient &operator=(const PictureClient &) = delete;
 
     /*
-     * Asks and waits. Result: nanoseconds until the reply was there, before it is looked at. Throws
-     * std::runtime_error when none comes in time, when it is empty, or when it is no picture.
+     * Asks and waits. Result: nanoseconds until the reply was there, before it is looked at; nothing when the
+     * camera had no picture in time, as it happens when the machine has more to do than it can. Throws
+     * std::runtime_error when no reply comes, or one that is no picture.
      */
-    uint64_t ask();
+    std::optional<uint64_t> ask();
 
     /* Of the last JPEG. */
     int width() const { return width_; }
     int height() const { return height_; }
 
   private:
+    bool check(const shbf_frame_t &frame);
     void check_jpeg(const uint8_t *bytes, uint32_t length);
 
     Picture picture_;

@@ -22,7 +22,8 @@ class SettingsPath {
     virtual void change(bool flipped) = 0;
 };
 
-/* Nothing can be faster: with Keeps::on_disk a page is written and synced; then a packet wakes a process. */
+/* Nothing can be faster, beside a camera that streams: with Keeps::on_disk a page is written and synced; then
+ * a packet wakes a process. */
 std::unique_ptr<SettingsPath> make_floor(Keeps keeps, int reports);
 /* libmortox, mortoxd, strell_v2, libboardav. */
 std::unique_ptr<SettingsPath> make_strell(Keeps keeps, int reports);

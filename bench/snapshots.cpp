@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <exception>
 #include <memory>
+#include <optional>
+#include <stdexcept>
 #include <thread>
 
 namespace {
@@ -34,13 +36,12 @@ class Rival {
     }
     Rival(const Rival &) = delete;
     Rival &operator=(const Rival &) = delete;
-    int asked() const { return asked_; }
 
   private:
     void ask() {
         try {
             PictureClient client(Picture::jpeg);
-            for (; !ending_; ++asked_) {
+            while (!ending_) {
                 client.ask();
             }
         } catch (const std::exception &failure) {
@@ -50,13 +51,16 @@ class Rival {
     }
 
     std::atomic<bool> ending_ = false;
-    std::atomic<int> asked_ = 0;
     std::thread thread_;
 };
 
 struct Lost {
     explicit Lost(const StreamReceiver &receiver) : receiver_(receiver), start_(receiver.counts()) {}
-    int frames() const { return receiver_.counts().frames - start_.frames; }
+    /* What the receiver has got since the start. */
+    double fps() const {
+        return (receiver_.counts().frames - start_.frames) * 1e9 /
+               static_cast<double>(bench::now_ns() - start_ns_);
+    }
     int lost() const {
         const StreamReceiver::Counts now = receiver_.counts();
         return now.missed - start_.missed + now.gaps - start_.gaps;
@@ -65,7 +69,14 @@ struct Lost {
   private:
     const StreamReceiver &receiver_;
     StreamReceiver::Counts start_;
+    uint64_t start_ns_ = bench::now_ns();
 };
+
+void print_streams(const Lost &main_lost, const Lost &sub_lost) {
+    std::printf("%4.1f | %d | %4.1f | %d |\n", main_lost.fps(), main_lost.lost(), sub_lost.fps(),
+                sub_lost.lost());
+    std::fflush(stdout);
+}
 
 struct Row {
     const char *name;
@@ -84,19 +95,23 @@ void measure(const Row &row, int count, const StreamReceiver &main_stream, const
     PictureClient client(row.picture);
     const std::unique_ptr<Rival> rival = row.rival ? std::make_unique<Rival>() : nullptr;
     bench::Samples samples;
+    int none = 0;
     const Lost main_lost(main_stream);
     const Lost sub_lost(sub_stream);
     for (int i = -pictures_first; i < count; ++i) {
         bench::wait_until_ns(bench::now_ns() + pause_ns);
-        const uint64_t took_ns = client.ask();
-        if (i >= 0) {
-            samples.add_ns(took_ns);
+        const std::optional<uint64_t> took_ns = client.ask();
+        if (i >= 0 && took_ns) {
+            samples.add_ns(*took_ns);
         }
+        none += i >= 0 && !took_ns ? 1 : 0;
     }
-    std::printf("| %-35s | %6.1f | %6.1f | %6.1f | %d of %d | %d of %d |\n", row.name, samples.ms(0.5),
-                samples.ms(0.99), samples.ms(1), main_lost.lost(), main_lost.frames() + main_lost.lost(),
-                sub_lost.lost(), sub_lost.frames() + sub_lost.lost());
-    std::fflush(stdout);
+    if (samples.count() == 0) {
+        throw std::runtime_error("the camera has no pictures");
+    }
+    std::printf("| %-35s | %6.1f | %6.1f | %6.1f | %4d | ", row.name, samples.ms(0.5), samples.ms(0.99),
+                samples.ms(1), none);
+    print_streams(main_lost, sub_lost);
 }
 
 /* What the streams lose without pictures, in the time of that many. */
@@ -105,9 +120,8 @@ void measure_streams(int count, const StreamReceiver &main_stream, const StreamR
     const Lost main_lost(main_stream);
     const Lost sub_lost(sub_stream);
     bench::wait_until_ns(bench::now_ns() + static_cast<uint64_t>(count) * (pause_ns + picture_ns));
-    std::printf("| %-35s |      - |      - |      - | %d of %d | %d of %d |\n", "none", main_lost.lost(),
-                main_lost.frames() + main_lost.lost(), sub_lost.lost(), sub_lost.frames() + sub_lost.lost());
-    std::fflush(stdout);
+    std::printf("| %-35s |      - |      - |      - |    - | ", "nothing");
+    print_streams(main_lost, sub_lost);
 }
 
 void measure_all() {
@@ -121,8 +135,8 @@ void measure_all() {
     std::printf("From the request to the reply, %d pictures each, 50 ms from a reply to the next request; "
                 "each JPEG was decoded\n\n",
                 count);
-    std::printf("| picture | p50 ms | p99 ms | max ms | main frames lost | sub frames lost "
-                "|\n|---|---|---|---|---|---|\n");
+    std::printf("| asked for | p50 ms | p99 ms | max ms | none in time | main stream: fps | lost | sub "
+                "stream: fps | lost |\n|---|---|---|---|---|---|---|---|---|\n");
     measure_streams(count, main_stream, sub_stream);
     for (const Row &row : rows) {
         measure(row, count, main_stream, sub_stream);

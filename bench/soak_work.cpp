@@ -90,11 +90,13 @@ struct Closer {
     void operator()(mortox_t *store) const { libmortox_close(store); }
 };
 
-void take_pictures(Picture picture, int count) {
+int take_pictures(Picture picture, int count) {
     PictureClient client(picture);
+    int none = 0;
     for (int i = 0; i < count; ++i) {
-        client.ask();
+        none += client.ask() ? 0 : 1;
     }
+    return none;
 }
 
 } // namespace
@@ -109,12 +111,12 @@ void send_commands(int count) {
     }
 }
 
-void take_jpegs(int count) {
-    take_pictures(Picture::jpeg, count);
+int take_jpegs(int count) {
+    return take_pictures(Picture::jpeg, count);
 }
 
-void take_raw_frames(int count) {
-    take_pictures(Picture::raw, count);
+int take_raw_frames(int count) {
+    return take_pictures(Picture::raw, count);
 }
 
 void change_settings(int count) {

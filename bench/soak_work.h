@@ -14,11 +14,11 @@ namespace bench {
  * for every hundred. */
 void send_commands(int count);
 
-/* JPEGs, each of which is decoded. */
-void take_jpegs(int count);
+/* JPEGs, each of which is decoded. Result: to how many requests the camera answered that it had none. */
+int take_jpegs(int count);
 
-/* Raw frames: each waits for the camera's next capture. */
-void take_raw_frames(int count);
+/* Raw frames: each waits for the camera's next capture. The result as above. */
+int take_raw_frames(int count);
 
 /* Settings that the board is told at once, in turn. */
 void change_settings(int count);

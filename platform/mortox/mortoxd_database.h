@@ -71,6 +71,10 @@ class Database {
 
     bool persistent() const { return persistent_; }
 
+    /* What the log is laid out for. It can get longer, but then each write takes the file system more time.
+     */
+    static constexpr int log_pages_max = 512;
+
     /* How many pages the log has that the file has not; 0 in memory. */
     int log_pages() const { return *log_pages_; }
 
@@ -88,6 +92,7 @@ class Database {
     void check_contents(const std::string &path);
     void report_unservable();
     void prepare();
+    void lay_out_log();
     void write(Prepared &prepared, std::initializer_list<std::string> texts);
 
     std::string name_space_;

@@ -15,10 +15,9 @@ namespace {
 constexpr double accept_pause_s = 0.1;
 constexpr int list_piece_items = 16;
 
-// A log of some length is written back when nobody has written for a while, or when it gets long (2 MiB).
+// A log of some length is written back when nobody has written for a while, or when it is full.
 constexpr double quiet_s = 0.1;
 constexpr int log_pages_quiet = 64;
-constexpr int log_pages_max = 512;
 
 // A request that is answered with a sentence instead of what it wants.
 class Refusal : public std::runtime_error {
@@ -194,7 +193,7 @@ void Server::serve_write(Client &client, const wire::Message &request) {
 
 // After the answer: the write that makes the log too long is as fast as any.
 void Server::keep_log_short(Database &database) {
-    if (database.log_pages() >= log_pages_max) {
+    if (database.log_pages() >= Database::log_pages_max) {
         database.write_back();
     } else if (database.log_pages() >= log_pages_quiet) {
         ev_timer_again(loop_, &quiet_);
