@@ -35,6 +35,15 @@ TEST_F(Settings, AreSetReadAndTakenAway) {
     EXPECT_EQ(run_ctl({"unset", "flip"}).exit_code, 1);
 }
 
+TEST_F(Settings, NightIsStoredAsItsNumber) {
+    for (const auto &[mode, value] : {std::pair("night", "2"), {"day", "1"}, {"auto", "0"}}) {
+        const auto outcome = run_ctl({"night", mode});
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_EQ(outcome.output.rfind(std::string("night_mode = ") + value, 0), 0U) << outcome.output;
+        EXPECT_EQ(System::get("night_mode"), value);
+    }
+}
+
 TEST_F(Settings, GoToTheNamespaceTheyBelongTo) {
     EXPECT_EQ(run_ctl({"set", "hot_status", "changed"}).exit_code, 0);
     EXPECT_EQ(System::get("hot_status", "mem"), "changed");
