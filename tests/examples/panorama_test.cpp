@@ -4,9 +4,11 @@
 #include "examples/example.h"
 #include "support/system.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <gtest/gtest.h>
 
+using example_test::content;
 using example_test::has;
 using example_test::run_example;
 
@@ -33,9 +35,27 @@ class PanoramaExample : public testing::Test {
         return lines;
     }
 
+    /* The mean colour in the middle of a photo: red, green, blue. */
+    std::string colour(int number) const {
+        const std::string file = directory_ + "/colour";
+        const auto outcome =
+            support::run({"ffmpeg", "-v", "error", "-y", "-i", photo(number), "-vf",
+                          "crop=200:120:220:120,scale=1:1", "-f", "rawvideo", "-pix_fmt", "rgb24", file});
+        EXPECT_EQ(outcome.output, "");
+        return content(file);
+    }
+
     support::System system_;
     std::string directory_;
 };
+
+int difference(const std::string &one, const std::string &other) {
+    int sum = 0;
+    for (size_t i = 0; i < 3; ++i) {
+        sum += std::abs(static_cast<uint8_t>(one.at(i)) - static_cast<uint8_t>(other.at(i)));
+    }
+    return sum;
+}
 
 TEST_F(PanoramaExample, TurnsAndTakesAPhotoAtEachOfFiveSteps) {
     system_.start();
@@ -56,6 +76,9 @@ TEST_F(PanoramaExample, TurnsAndTakesAPhotoAtEachOfFiveSteps) {
         const auto probe = support::run({"ffprobe", "-v", "error", "-show_entries",
                                          "stream=codec_name,width,height", "-of", "csv=p=0", photo(i)});
         EXPECT_EQ(probe.output, "mjpeg,640,360\n") << photo(i);
+        for (int other = 1; other < i; ++other) {
+            EXPECT_GT(difference(colour(i), colour(other)), 30) << "the walls of " << i << " and " << other;
+        }
     }
     EXPECT_FALSE(std::filesystem::exists(photo(6)));
 }
