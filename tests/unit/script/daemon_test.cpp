@@ -3,6 +3,7 @@
 #include "control/ipc_server.h"
 #include "control/play_audio.h"
 #include "core/ipc_loop.h"
+#include "image/ircut.h"
 #include "image/isp_dnmode.h"
 #include "media/channels.h"
 #include "settings/device_status.h"
@@ -13,6 +14,14 @@
 #include <ev.h>
 
 namespace {
+
+void reset(IrcutController *controller) {
+    controller->inited = 0;
+    controller->running = 0;
+    controller->ircut_mode = 0;
+    controller->joinable = false;
+    controller->lamp_step = 0;
+}
 
 void reset(MediaChannel *channel) {
     channel->broadcaster = nullptr;
@@ -92,6 +101,7 @@ DaemonTest::DaemonTest() : script((script::start(), script::current())) {
     aec_on = 0;
     ipc_client_count = 0;
     settings_handle = nullptr;
+    reset(&ircut_controller);
     ev_default_loop(0);
 }
 
