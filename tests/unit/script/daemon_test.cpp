@@ -1,5 +1,6 @@
 #include "script/daemon_test.h"
 
+#include "analytics/track_mailbox.h"
 #include "control/ipc_server.h"
 #include "control/play_audio.h"
 #include "core/ipc_loop.h"
@@ -51,6 +52,12 @@ constexpr const char *texts_of_any_level[] = {
     "isp_dnmode_thread():",
     "strell_v2 set_isp_dnmode",
     "Create set_isp_dnmode_thread error",
+    "notify_cb_motion_sensiti(),",
+    "notify_cb_lsd_threshold(),",
+    "anyka_notify_cb_ircut_switch(),",
+    "track_switch_cb(),",
+    "algo_sensitivity_cb(),",
+    "ret = ",
 };
 
 std::string without_open_level(const std::string &entry) {
@@ -102,6 +109,8 @@ DaemonTest::DaemonTest() : script((script::start(), script::current())) {
     ipc_client_count = 0;
     settings_handle = nullptr;
     reset(&ircut_controller);
+    track_mailbox = nullptr;
+    track_shm_active = 0;
     ev_default_loop(0);
 }
 
