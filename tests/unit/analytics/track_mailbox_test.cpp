@@ -5,9 +5,12 @@
 #include "libalgo_kit.h"
 #include "script/daemon_test.h"
 
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <set>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -301,6 +304,33 @@ TEST_F(AttachedMailbox, SaysNothingOfWhatItDoes) {
     track(5, 0);
     track(0, 0);
     EXPECT_EQ(script.journal, Entries{});
+}
+
+// ---- the motor process at the other side, as a thread ----
+
+TEST_F(AttachedMailbox, HandsEveryTextOverWholeWhileTheMotorProcessTakesThem) {
+    std::atomic<bool> over{false};
+    std::set<std::string> taken;
+    std::thread motor([&] {
+        TrackMailbox *mailbox = track_mailbox;
+        while (!over) {
+            if (mailbox->full.load(std::memory_order_acquire) == 1) {
+                taken.insert(mailbox->text);
+                mailbox->full.store(0, std::memory_order_release);
+            }
+        }
+    });
+    for (int step = 0; step < 20000; ++step) {
+        track(step % 2 == 0 ? 7 : -1234567, 3);
+        if (step % 100 == 0) {
+            std::this_thread::yield();
+        }
+    }
+    over = true;
+    motor.join();
+    taken.erase("[7,0,0]");
+    taken.erase("[-1234567,0,0]");
+    EXPECT_EQ(taken, std::set<std::string>{}) << "torn, or upwards in the same breath";
 }
 
 TEST_F(TrackMailboxStart, DropsWhatComesBeforeIt) {

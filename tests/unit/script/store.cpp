@@ -164,6 +164,9 @@ int32_t xcontrol_get_response(const xresponse_t *response, xdata_t **data) {
 
 void *xresponse_parse(const xresponse_t *response, int32_t *status) {
     const auto *full = reinterpret_cast<const Response *>(response);
+    if (*status != -1) {
+        current().misuse.emplace_back("xresponse_parse with a status that would pass for its own");
+    }
     *status = full->status;
     if (response->type == XRESPONSE_DATA) {
         return make_value(full->value);
