@@ -45,12 +45,11 @@ int32_t set_infrared_pwm_duty(int32_t duty) {
 }
 
 int32_t step_infrared_pwm_duty(void) {
-    constexpr int32_t full = 100;
-    if (ircut_controller.lamp_step == full) {
-        return 0;
-    }
     const LampStep *step = find(ircut_controller.lamp_step);
     if (step != nullptr) {
+        if (step->next_duty == step->duty) {
+            return 0;
+        }
         ircut_controller.lamp_step = step->next_duty;
     }
     return set_infrared_pwm_duty(ircut_controller.lamp_step);
