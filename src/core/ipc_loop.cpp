@@ -1,5 +1,6 @@
 #include "core/ipc_loop.h"
 
+#include "analytics/setting_handlers.h"
 #include "control/ipc_server.h"
 #include "libmortoxev.h"
 #include "libvuto_util.h"
@@ -20,17 +21,25 @@ struct SettingsWatch {
     const char *name_space;
     const char *key;
     mortox_callback_t handler;
+    const char *name_in_message; // that of another key in one row, as it has always been
 };
 
-// In the order of registration. motion_region, lsd_threshold, night_mode, motion_detection_enable and
-// algo_sensitivity stand behind these as soon as each has its handler. The message of lsd_threshold names
-// "regioncode": it needs a column then.
+// In the order of registration.
 constexpr SettingsWatch settings_watches[] = {
-    {"nvram", "bind_status", bind_status_cb},    {"nvram", "power", power_status_cb},
-    {"nvram", "watermark", watermark_status_cb}, {"nvram", "wdr", wdr_status_cb},
-    {"nvram", "flip", flip_status_cb},           {"nvram", "regioncode", regioncode_cb},
-    {"nvram", "flicker", flicker_status_cb},     {"nvram", "hot_config", hot_config_cb},
-    {"mem", "hot_status", hot_status_cb},
+    {"nvram", "bind_status", bind_status_cb, "bind_status"},
+    {"nvram", "power", power_status_cb, "power"},
+    {"nvram", "watermark", watermark_status_cb, "watermark"},
+    {"nvram", "wdr", wdr_status_cb, "wdr"},
+    {"nvram", "flip", flip_status_cb, "flip"},
+    {"nvram", "regioncode", regioncode_cb, "regioncode"},
+    {"nvram", "flicker", flicker_status_cb, "flicker"},
+    {"nvram", "hot_config", hot_config_cb, "hot_config"},
+    {"mem", "hot_status", hot_status_cb, "hot_status"},
+    {"nvram", "motion_region", notify_cb_motion_sensiti, "motion_region"},
+    {"nvram", "lsd_threshold", notify_cb_lsd_threshold, "regioncode"},
+    {"nvram", "night_mode", anyka_notify_cb_ircut_switch, "night_mode"},
+    {"nvram", "motion_detection_enable", track_switch_cb, "motion_detection_enable"},
+    {"nvram", "algo_sensitivity", algo_sensitivity_cb, "algo_sensitivity"},
 };
 
 /* A setting that cannot be watched is simply not followed. */
@@ -38,7 +47,7 @@ void register_watches(int32_t *registration) {
     for (const SettingsWatch &watch : settings_watches) {
         if (!libmortox_register_notification(settings_handle, watch.name_space, "default", watch.key,
                                              registration, watch.handler, nullptr, -1, 0)) {
-            log_err("register %s faild.\n", watch.key);
+            log_err("register %s faild.\n", watch.name_in_message);
         }
     }
 }

@@ -3,8 +3,10 @@
 // The process ends from the signal handler as a rule (signals.cpp). What follows the joins runs only after a
 // start-up step has failed.
 
+#include "analytics/algo_bridge.h"
 #include "core/ipc_loop.h"
 #include "core/signals.h"
+#include "image/ircut.h"
 #include "libboardav.h"
 #include "libvuto_util.h"
 #include "media/audio_stream.h"
@@ -45,7 +47,8 @@ int run_workers(pthread_t ipc_tid) {
     } else {
         result = start_osd_thread(&osd_tid);
         if (result >= 0) { // otherwise the others are left to run
-            // Analytics, then the infrared-cut controller, start here.
+            oru_algo_init();
+            oru_ircut_init();
             log_info("video_tid is =[%u, %u]\n", printable(video_tid[0]), printable(video_tid[1]));
             log_info("audio_tid is =[%u,%u]\n", printable(audio_tid[0]), printable(audio_tid[1]));
             log_info("ipc_tid is =[%u]\n", printable(ipc_tid));
@@ -90,6 +93,7 @@ int main(int /*argc*/, char ** /*argv*/) {
         result = run_threads();
     }
     board_system_exit();
-    // Analytics and the infrared-cut controller end here.
+    oru_algo_finish();
+    oru_ircut_exit();
     return result;
 }

@@ -4,6 +4,7 @@
 #include "libalgo_kit.h"
 #include "libboardav.h"
 #include "libvuto_util.h"
+#include "settings/change_frame.h"
 #include "settings/device_status.h"
 #include "settings/hot_config.h"
 #include "settings/number.h"
@@ -116,13 +117,6 @@ void say_with_watermark(const char *handler, const char *value) {
 
 // ---- the handlers of ordinary keys ----
 
-struct Change {
-    const char *handler;
-    void (*say)(const char *handler, const char *value);
-    void (*apply)(const char *value);
-    void (*apply_no_value)(); // null: nothing happens
-};
-
 enum ChangeIndex : int32_t {
     change_bind_status,
     change_power,
@@ -134,7 +128,7 @@ enum ChangeIndex : int32_t {
     change_hot_config,
 };
 
-constexpr Change changes[] = {
+constexpr SettingChange changes[] = {
     {"bind_status_cb", say, follow<bind_switch>, nullptr},
     {"power_status_cb", say, follow<power_switch>, nullptr},
     {"watermark_status_cb", say_with_watermark, follow<watermark_switch>, nullptr},
@@ -144,27 +138,6 @@ constexpr Change changes[] = {
     {"flicker_status_cb", say, follow_flicker, forget_flicker},
     {"hot_config_cb", say, follow_hot_config, nullptr},
 };
-
-/* The frame of every handler of an ordinary key: parse, log, apply the text, free. */
-void handle_change(xresponse_t *response, ChangeIndex index) {
-    const Change &change = changes[index];
-    int32_t status = -1;
-    NotifyPair *pair = static_cast<NotifyPair *>(xresponse_parse(response, &status));
-    if (status != 0) {
-        log_err("%s(),Parse recv notify value error.\n", change.handler);
-        return;
-    }
-    log_info("Notify: %s:%s:%s", pair->key->name_space, pair->key->section, pair->key->key);
-    char *value = xdata_value_as_char(pair->value);
-    if (value != nullptr) {
-        change.say(change.handler, value);
-        change.apply(value);
-        free(value);
-    } else if (change.apply_no_value != nullptr) {
-        change.apply_no_value();
-    }
-    xpair_free(pair, 0);
-}
 
 // ---- hot_status ----
 
@@ -218,35 +191,35 @@ void reload_profile() {
 } // namespace
 
 void bind_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_bind_status);
+    handle_setting_change(response, changes[change_bind_status]);
 }
 
 void power_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_power);
+    handle_setting_change(response, changes[change_power]);
 }
 
 void watermark_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_watermark);
+    handle_setting_change(response, changes[change_watermark]);
 }
 
 void wdr_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_wdr);
+    handle_setting_change(response, changes[change_wdr]);
 }
 
 void flip_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_flip);
+    handle_setting_change(response, changes[change_flip]);
 }
 
 void regioncode_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_regioncode);
+    handle_setting_change(response, changes[change_regioncode]);
 }
 
 void flicker_status_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_flicker);
+    handle_setting_change(response, changes[change_flicker]);
 }
 
 void hot_config_cb(xresponse_t *response, void * /*user*/) {
-    handle_change(response, change_hot_config);
+    handle_setting_change(response, changes[change_hot_config]);
 }
 
 void hot_status_cb(xresponse_t *response, void * /*user*/) {

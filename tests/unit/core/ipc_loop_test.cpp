@@ -2,6 +2,7 @@
 
 #include "core/ipc_loop.h"
 
+#include "analytics/setting_handlers.h"
 #include "control/ipc_server.h"
 #include "media/channels.h"
 #include "script/daemon_test.h"
@@ -36,6 +37,11 @@ constexpr WatchRow watch_rows[] = {
     {"nvram", "flicker", flicker_status_cb, "err: register flicker faild.\n"},
     {"nvram", "hot_config", hot_config_cb, "err: register hot_config faild.\n"},
     {"mem", "hot_status", hot_status_cb, "err: register hot_status faild.\n"},
+    {"nvram", "motion_region", notify_cb_motion_sensiti, "err: register motion_region faild.\n"},
+    {"nvram", "lsd_threshold", notify_cb_lsd_threshold, "err: register regioncode faild.\n"},
+    {"nvram", "night_mode", anyka_notify_cb_ircut_switch, "err: register night_mode faild.\n"},
+    {"nvram", "motion_detection_enable", track_switch_cb, "err: register motion_detection_enable faild.\n"},
+    {"nvram", "algo_sensitivity", algo_sensitivity_cb, "err: register algo_sensitivity faild.\n"},
 };
 
 class IpcLoop : public DaemonTest {

@@ -3,6 +3,7 @@
 #include "control/play_audio.h"
 #include "core/ipc_loop.h"
 #include "core/signals.h"
+#include "image/ircut.h"
 #include "media/audio_stream.h"
 #include "media/osd.h"
 #include "media/video_stream.h"
@@ -77,7 +78,25 @@ class Main : public DaemonTest {
     static Entries video_joined() {
         return {"pthread_join(2)", "debug: main(), 691\n", "pthread_join(3)", "debug: main(), 693\n"};
     }
-    static Entries end() { return {"pthread_join(1)", "debug: main(), 696\n", "board_system_exit()"}; }
+    static Entries end() { return joined({{"pthread_join(1)", "debug: main(), 696\n"}, tail()}); }
+    /* What comes last, where analytics and the infrared-cut controller have never begun. */
+    static Entries tail() {
+        return joined({board_and_analytics_end(), {"info: [oru_ircut_exit] already exit\n"}});
+    }
+    static Entries board_and_analytics_end() {
+        return {"board_system_exit()",
+                "oru_api_algo_deinit()",
+                "info: algo_shm_fini\n",
+                "err: motor_rotate_task_thread has not running\n",
+                "err: oru_algo_finish failed!\n",
+                "info: oru_ircut_exit enter\n"};
+    }
+    /* Analytics, then the infrared-cut controller. */
+    static Entries analytics_and_ircut_up() {
+        return {"oru_api_algo_init()",      "info: set_ircut_day_mode():set_ircut_day_mode",
+                "oru_api_light_disable(1)", "oru_api_ircut_switch(1)",
+                "set_isp_dnmode(0)",        "pthread_create(7, default)"};
+    }
 
     int running_at_first_join() {
         int result = -1;
@@ -92,18 +111,21 @@ TEST_F(Main, BringsEverythingUpInOrderAndWaits) {
     EXPECT_EQ(steps(), joined({up_to_board(),
                                up_to_video(),
                                audio_up(),
-                               {"pthread_create(6, default)", "log: start_osd_thread(), ret is 0\n",
-                                "info: video_tid is =[2, 3]\n", "info: audio_tid is =[4,5]\n",
+                               {"pthread_create(6, default)", "log: start_osd_thread(), ret is 0\n"},
+                               analytics_and_ircut_up(),
+                               {"info: video_tid is =[2, 3]\n", "info: audio_tid is =[4,5]\n",
                                 "info: ipc_tid is =[1]\n", "info: osd_tid is =[6]\n", "pthread_join(6)",
                                 "debug: main(), 683\n"},
                                audio_joined(),
                                video_joined(),
-                               end()}));
+                               {"pthread_join(1)", "debug: main(), 696\n"},
+                               board_and_analytics_end(),
+                               {"pthread_join(7)", "oru_api_light_disable(1)"}}));
 }
 
 TEST_F(Main, StartsEachThreadWithItsOwnBody) {
     run();
-    ASSERT_EQ(script.threads.size(), 6U);
+    ASSERT_EQ(script.threads.size(), 7U);
     EXPECT_EQ(script.threads[0].body, ipc_thread);
     for (int channel = 0; channel < 2; ++channel) {
         const script::Thread &thread = script.threads[static_cast<size_t>(channel) + 1];
@@ -113,7 +135,8 @@ TEST_F(Main, StartsEachThreadWithItsOwnBody) {
     EXPECT_EQ(script.threads[3].body, fetch_aduio_thread);
     EXPECT_EQ(script.threads[4].body, play_audio);
     EXPECT_EQ(script.threads[5].body, osd_thread);
-    for (const size_t other : {0U, 3U, 4U, 5U}) {
+    EXPECT_EQ(script.threads[6].body, ircut_main_pthread);
+    for (const size_t other : {0U, 3U, 4U, 5U, 6U}) {
         EXPECT_EQ(script.threads[other].argument, nullptr) << other;
     }
 }
@@ -144,7 +167,7 @@ TEST_F(Main, DoesNotMindAProfileThatTheBoardRefuses) {
 TEST_F(Main, TakesAPositiveAnswerOfTheBoardForSuccess) {
     script.board_system_init_result = 3;
     EXPECT_EQ(run(), 0);
-    EXPECT_EQ(script.threads.size(), 6U);
+    EXPECT_EQ(script.threads.size(), 7U);
 }
 
 TEST_F(Main, LeavesSignalsThatAreNotItsOwnAndTheSignalMaskAlone) {
@@ -176,12 +199,35 @@ TEST_F(Main, EndsFromTheSignalHandlerWithoutJoiningAndWithoutItsTail) {
     EXPECT_EQ(script.journal.back(), "exit(-1)");
 }
 
+TEST_F(Main, DoesNotMindAnalyticsAndAnInfraredCutFilterThatFail) {
+    script.store["nvram:default:motion_detection_enable"] = "on";
+    script.results = {{"oru_api_algo_init", -1}, {"track_init", -1}, {"oru_api_ircut_switch", -1}};
+    EXPECT_EQ(run(), 0);
+    EXPECT_EQ(script.count("err: oru_algo_init failed!\n"), 1U);
+    EXPECT_EQ(script.count("err: oru_ircut_init(): init fail\n"), 1U);
+    EXPECT_TRUE(script.has("info: osd_tid is =[6]\n"));
+    EXPECT_TRUE(script.has("pthread_join(6)"));
+}
+
+TEST_F(Main, WithTrackingEnabledInTheStoreStartsItWithAnalytics) {
+    script.store["nvram:default:motion_detection_enable"] = "on";
+    run();
+    EXPECT_LT(script.position("oru_api_algo_init()"), script.position("track_init()"));
+    EXPECT_LT(script.position("track_init()"), script.position("shmget(0x1122, 60, 01666)"));
+    EXPECT_LT(script.position("shmat("), script.position("info: set_ircut_day_mode"));
+}
+
+TEST_F(Main, DoesNotTakeTheResultsOfTheTailForItsOwn) {
+    script.results = {{"oru_api_algo_deinit", -1}, {"oru_api_light_disable", -1}};
+    EXPECT_EQ(run(), 0);
+}
+
 // ---- start-up steps that fail ----
 
 TEST_F(Main, BoardThatDoesNotComeUpStartsNothing) {
     script.board_system_init_result = -3;
     EXPECT_EQ(run(), -3);
-    EXPECT_EQ(steps(), joined({up_to_board(), {"board_system_exit()"}}));
+    EXPECT_EQ(steps(), joined({up_to_board(), tail()}));
 }
 
 TEST_F(Main, ControlThreadThatIsNotCreatedEndsTheStart) {
@@ -189,14 +235,15 @@ TEST_F(Main, ControlThreadThatIsNotCreatedEndsTheStart) {
     EXPECT_EQ(run(), -7);
     EXPECT_EQ(steps(), joined({up_to_board(),
                                {"info: main(),637\n", "pthread_create(1, default)",
-                                "err: Rpc Thread create fail, ret=[-7]\n", "board_system_exit()"}}));
+                                "err: Rpc Thread create fail, ret=[-7]\n"},
+                               tail()}));
     EXPECT_EQ(device_status.running, 1);
 }
 
 TEST_F(Main, TakesAPositiveResultForTheControlThreadForSuccessButJoinsNoThreadThatIsNone) {
     script.pthread_create_results = {{1, EAGAIN}};
     EXPECT_EQ(run(), 0);
-    EXPECT_FALSE(script.has("err: "));
+    EXPECT_FALSE(script.has("err: Rpc Thread"));
     EXPECT_TRUE(script.has("usleep(10000)"));
     EXPECT_TRUE(script.has("pthread_join(2)"));
     EXPECT_TRUE(script.has("pthread_join(3)"));
@@ -210,7 +257,8 @@ TEST_F(Main, FirstVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
                                {"info: main(),637\n", "pthread_create(1, default)", "usleep(10000)",
                                 "pthread_create(2, default)", "info: start_video_thread(), ret is 11\n",
                                 "err: Create Chn0 video_stream_thread error\n", "pthread_join(1)",
-                                "debug: main(), 696\n", "board_system_exit()"}}));
+                                "debug: main(), 696\n"},
+                               tail()}));
 }
 
 TEST_F(Main, SecondVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
@@ -221,7 +269,8 @@ TEST_F(Main, SecondVideoThreadThatIsNotCreatedJoinsOnlyTheControlThread) {
                                 "pthread_create(2, default)", "info: start_video_thread(), ret is 0\n",
                                 "pthread_create(3, default)", "info: start_video_thread(), ret is -1\n",
                                 "err: Create Chn1 video_stream_thread error\n", "pthread_join(1)",
-                                "debug: main(), 696\n", "board_system_exit()"}}));
+                                "debug: main(), 696\n"},
+                               tail()}));
 }
 
 TEST_F(Main, VideoThreadThatIsNotCreatedEndsTheWorkersBeforeTheJoin) {
@@ -268,6 +317,13 @@ TEST_F(Main, OverlayThreadThatIsNotCreatedJoinsAudioVideoAndTheControlThread) {
                                audio_joined(),
                                video_joined(),
                                end()}));
+}
+
+TEST_F(Main, WithoutTheOverlayThreadStartsNeitherAnalyticsNorTheInfraredCutController) {
+    script.pthread_create_results = {{6, EAGAIN}};
+    run();
+    EXPECT_FALSE(script.has("oru_api_algo_init"));
+    EXPECT_FALSE(script.has("oru_api_ircut_switch"));
 }
 
 TEST_F(Main, OverlayThreadThatIsNotCreatedLeavesTheWorkersRunning) {

@@ -1,21 +1,15 @@
-// Stand-ins for the calls of libboardav and libalgo_kit that only tell the board something: each is
-// journalled with its arguments and answers what the script has for its name.
+// Stand-ins for the calls of libboardav that only tell the board something: each is journalled with its
+// arguments and answers what the script has for its name.
 
-#include "libalgo_kit.h"
 #include "script/script.h"
 
 #include <cstring>
 
+using script::answer;
 using script::current;
 using script::format;
 
 namespace {
-
-int32_t answer(const char *name, const std::string &arguments) {
-    current().write(std::string(name) + "(" + arguments + ")");
-    const auto planned = current().results.find(name);
-    return planned == current().results.end() ? 0 : planned->second;
-}
 
 std::string hexadecimal(const void *bytes, size_t count) {
     std::string result;
@@ -62,14 +56,13 @@ SCRIPTED_CALL(disable_osd)
 SCRIPTED_CALL(osd_destory_track)
 SCRIPTED_CALL(start_md)
 SCRIPTED_CALL(stop_md)
-SCRIPTED_CALL(oru_api_algo_start)
-SCRIPTED_CALL(oru_api_algo_stop)
 SCRIPTED_CALL_WITH_NUMBER(switch_ch5_res, bound)
 SCRIPTED_CALL_WITH_NUMBER(set_speaker_vol, volume)
 SCRIPTED_CALL_WITH_NUMBER(set_video_flicker, hz)
 SCRIPTED_CALL_WITH_NUMBER(set_isp_dnmode, mode)
 SCRIPTED_CALL_WITH_NUMBER(control_ir_lamp, value)
 SCRIPTED_CALL_WITH_NUMBER(osd_update_timestamp, region_code)
+SCRIPTED_CALL_WITH_NUMBER(set_lsd_threshold, threshold)
 
 int32_t osd_display_track(int32_t a, int32_t b, int32_t c, int32_t d) {
     return answer("osd_display_track", format("%d, %d, %d, %d", a, b, c, d));
@@ -105,6 +98,10 @@ int32_t control_bitrate(const BitrateControl *record) {
 }
 
 int32_t set_md_sense(intptr_t value, int32_t count) {
+    constexpr int32_t count_of_a_number = 4; // `value` is the sensitivity, otherwise the address of several
+    if (count == count_of_a_number) {
+        return answer("set_md_sense", std::to_string(value) + ", 4");
+    }
     std::string numbers;
     for (int32_t i = 0; i < count; ++i) {
         numbers += std::to_string(reinterpret_cast<const int32_t *>(value)[i]) + " ";

@@ -1,8 +1,10 @@
 #include "script/daemon_test.h"
 
+#include "analytics/track_mailbox.h"
 #include "control/ipc_server.h"
 #include "control/play_audio.h"
 #include "core/ipc_loop.h"
+#include "image/ircut.h"
 #include "image/isp_dnmode.h"
 #include "media/channels.h"
 #include "settings/device_status.h"
@@ -13,6 +15,14 @@
 #include <ev.h>
 
 namespace {
+
+void reset(IrcutController *controller) {
+    controller->inited = 0;
+    controller->running = 0;
+    controller->ircut_mode = 0;
+    controller->joinable = false;
+    controller->lamp_step = 0;
+}
 
 void reset(MediaChannel *channel) {
     channel->broadcaster = nullptr;
@@ -47,6 +57,12 @@ constexpr const char *texts_of_any_level[] = {
     "stream write error:",
     "[audio_player] ",
     "playing audio file: ",
+    "notify_cb_motion_sensiti(),",
+    "notify_cb_lsd_threshold(),",
+    "anyka_notify_cb_ircut_switch(),",
+    "track_switch_cb(),",
+    "algo_sensitivity_cb(),",
+    "ret = ",
 };
 
 std::string without_open_level(const std::string &entry) {
@@ -97,6 +113,9 @@ DaemonTest::DaemonTest() : script((script::start(), script::current())) {
     aec_on = 0;
     ipc_client_count = 0;
     settings_handle = nullptr;
+    reset(&ircut_controller);
+    track_mailbox = nullptr;
+    track_shm_active = 0;
     ev_default_loop(0);
 }
 

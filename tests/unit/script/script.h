@@ -8,12 +8,14 @@
  *
  * The libev loop is the real one; what the daemon does with it is journalled as well.
  *
- * Threads: the daemon starts none. pthread_create only journals and remembers; a test runs a thread's body
- * itself by calling it. Only the journal may be written by a thread that a test has started.
+ * Threads: the daemon starts none, unless the script wants them real. pthread_create only journals and
+ * remembers; a test runs a thread's body itself by calling it. Only the journal may be written by another
+ * thread than the test's.
  */
 #ifndef TESTS_UNIT_SCRIPT_H
 #define TESTS_UNIT_SCRIPT_H
 
+#include "libalgo_kit.h"
 #include "libav_cmd.h"
 #include "libboardav.h"
 #include "libdevice_kitv2.h"
@@ -105,6 +107,12 @@ class Script {
     int mutex_type = -1;
     std::atomic<size_t> cond_signals{0};
     std::atomic<size_t> cond_signals_unlocked{0};
+    /* What the daemon gave to the analytics library. */
+    algo_event_callback_t on_event = nullptr;
+    algo_track_callback_t on_track = nullptr;
+    /* The System V segment that the daemon asked for, of exactly its size; zeros at first. One for all keys.
+     */
+    std::unique_ptr<uint8_t[]> shared_memory;
 
     /* How many entries begin with `text`, and those entries. */
     size_t count(const std::string &text) const;
@@ -149,9 +157,12 @@ class Script {
     std::function<int32_t(uint8_t *payload, uint32_t capacity, AudioFrameInfo *info)> get_audio_stream;
     std::function<int32_t(uint8_t *payload, uint32_t capacity, VideoFrameInfo *info)> get_jpeg_snap;
     std::function<int32_t(uint8_t *payload, uint32_t capacity, RawFrameInfo *info)> get_raw_frame;
-    /* What the other calls of the board, of analytics and of the command library answer, by name; 0 where
-     * nothing is said. */
+    /* What the other calls of the board, of analytics, of the maker's utilities, of the command library and
+     * of the system answer, by name; 0 where nothing is said. "shmat" is the address, where it is not that of
+     * shared_memory. */
     std::map<std::string, int32_t> results;
+    /* errno of a call of the system that answers something negative by `results`. */
+    int error_number = 0;
     /* Where the command library finds commands: runs them with `handler` and gives the bytes consumed. */
     std::function<int32_t(int32_t fd, const std::string &bytes, av_cmd_handler_t handler)> av_cmd_parse;
 
@@ -172,6 +183,8 @@ class Script {
     /* Whether json_object_new_object gives one. */
     bool json_objects = true;
     /* Waiting for the condition returns at once, without the lock in between, unless threads are real. */
+    /* Waiting for the condition returns at once, without the lock in between, unless threads are real. Real
+     * threads are created and joined, sleep a thousandth of the time, and leave the virtual time alone. */
     bool threads_are_real = false;
 
     // ---- sockets: each is one end of a pair, so the loop can watch it ----
@@ -225,6 +238,10 @@ void pass(uint64_t us);
 /* A client connects to the daemon's socket: the client's end, which disconnect() closes. */
 int connect();
 void disconnect(int fd);
+
+/* What a call does that only tells somebody something: it is journalled, and answers what the script has for
+ * its name by then. */
+int32_t answer(const char *name, const std::string &arguments);
 
 /* printf into a string. */
 std::string format(const char *text, ...) __attribute__((format(printf, 1, 2)));

@@ -35,16 +35,30 @@ void pass(uint64_t us) {
 
 } // namespace script
 
+extern "C" int __real_usleep(useconds_t us);
+
+namespace {
+
+void fall_asleep(uint64_t us) {
+    if (current().threads_are_real) {
+        __real_usleep(static_cast<useconds_t>(us / 1000));
+    } else {
+        script::pass(us);
+    }
+}
+
+} // namespace
+
 extern "C" {
 
 int __wrap_usleep(useconds_t us) {
-    script::pass(us);
+    fall_asleep(us);
     current().write(format("usleep(%u)", us));
     return 0;
 }
 
 unsigned __wrap_sleep(unsigned seconds) {
-    script::pass(uint64_t{seconds} * 1000000);
+    fall_asleep(uint64_t{seconds} * 1000000);
     current().write(format("sleep(%u)", seconds));
     return 0;
 }
@@ -98,6 +112,9 @@ sighandler_t __wrap_signal(int number, sighandler_t handler) {
     throw script::Exited{status};
 }
 
+int __real_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
+                          void *argument);
+
 int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, void *(*body)(void *),
                           void *argument) {
     script::Script &script = current();
@@ -107,12 +124,17 @@ int __wrap_pthread_create(pthread_t *thread, const pthread_attr_t *attributes, v
     *thread = static_cast<pthread_t>(script.threads.size());
     script.write(
         format("pthread_create(%zu, %s)", script.threads.size(), attributes == nullptr ? "default" : "?"));
+    if (script.threads_are_real && result == 0) {
+        return __real_pthread_create(thread, attributes, body, argument);
+    }
     return result;
 }
 
-int __wrap_pthread_join(pthread_t thread, void ** /*result*/) {
-    current().write(format("pthread_join(%lu)", static_cast<unsigned long>(thread)));
-    return 0;
+int __real_pthread_join(pthread_t thread, void **result);
+
+int __wrap_pthread_join(pthread_t thread, void **result) {
+    const int planned = script::answer("pthread_join", std::to_string(thread));
+    return current().threads_are_real ? __real_pthread_join(thread, result) : planned;
 }
 
 int __wrap_pthread_detach(pthread_t thread) {
