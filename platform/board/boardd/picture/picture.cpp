@@ -35,6 +35,12 @@ uint32_t gain_milli(const PictureSettings &settings) {
     return settings.night ? night_milli : gain_day_milli;
 }
 
+/* Does luma stay what it is, when one takes the place of the other? */
+bool looks_alike(const PictureSettings &one, const PictureSettings &other) {
+    return one.flip == other.flip && one.wdr == other.wdr && one.night == other.night &&
+           one.lamp == other.lamp && one.flicker_hz == other.flicker_hz;
+}
+
 } // namespace
 
 PictureSettings Picture::settings() const {
@@ -78,6 +84,7 @@ bool Picture::begin_frame(bool scene) {
         const std::lock_guard<std::mutex> lock(mutex_);
         changed = used_changes_ != changes_;
         if (changed) {
+            look_ += looks_alike(used_, settings_) ? 0U : 1U;
             used_ = settings_;
             used_changes_ = changes_;
         }
@@ -112,6 +119,9 @@ void Picture::paint(const Planes &planes, bool scene, uint32_t frame) {
     if (used_.flip) {
         flip(planes);
     }
+}
+
+void Picture::draw(const Planes &planes) const {
     if (used_.track) {
         draw_track(planes, *used_.track);
     }

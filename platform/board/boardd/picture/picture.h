@@ -42,11 +42,18 @@ class Picture {
     /* The number of changes that this frame shows. */
     uint32_t changes_shown() const { return used_changes_; }
 
+    /* How often a change has made the picture as a whole another one, brighter or upside down; wraps. What
+     * looks for changes in the picture, or rather in what it shows, starts anew then. */
+    uint32_t look() const { return look_; }
+
     /* Its time stamp, empty when that is not shown. */
     std::string stamp(uint32_t frame) const;
 
-    /* Does what the settings say. `scene` says that the frame is the test scene's. */
+    /* Does what the settings say, but for what is drawn. `scene` says that the frame is the test scene's. */
     void paint(const Planes &planes, bool scene, uint32_t frame);
+
+    /* Draws the tracking rectangle, if there is one. */
+    void draw(const Planes &planes) const;
 
     /* Measures what a frame looks like, for the exposure. */
     void measure(const Plane &y) { luma_mean_.store(mean_luma(y), std::memory_order_relaxed); }
@@ -62,6 +69,7 @@ class Picture {
     /* The capture's thread only: the settings in use and what follows from them. */
     PictureSettings used_;
     uint32_t used_changes_ = 0;
+    uint32_t look_ = 0;
     bool tone_ = false;
     Curve tone_curve_{};
     bool tint_ = false;
