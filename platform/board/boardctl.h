@@ -1,6 +1,7 @@
 /*
- * Development control of boardd: what it does, and misbehaviour on demand. For tools and tests; the daemon
- * has no part in it. Library board_ctl; the command of the same purpose is `boardctl`.
+ * Development control of boardd: what it does, misbehaviour on demand, and the world before the camera. For
+ * tools and tests; the daemon has no part in it. Library board_ctl; the command of the same purpose is
+ * `boardctl`.
  *
  *     board::BoardCtl board;
  *     board.answer_fetches(0, -1, 202);    // the main stream fails 202 times
@@ -12,6 +13,8 @@
  */
 #ifndef PLATFORM_BOARD_BOARDCTL_H
 #define PLATFORM_BOARD_BOARDCTL_H
+
+#include "board/scene_protocol.h"
 
 #include <cstdint>
 #include <stdexcept>
@@ -59,7 +62,26 @@ class BoardCtl {
     /* Ends the faults of one channel, or with all_channels every fault there is. */
     void clear_faults(int32_t channel = all_channels);
 
+    /* ---- light, view and scene: records and units are those of scene_protocol.h ---- */
+
+    SceneStateRecord scene();
+    LightSeenRecord light_seen();
+    void set_sky(const SceneLightRecord &sky);
+    void set_sky_noise(int32_t percent);
+    void set_object(const SceneObjectRecord &object);
+
+    /* Where it looks then: moves end at the stops. */
+    ViewRecord move_view_by(const ViewRecord &move);
+    ViewRecord move_view_to(const ViewRecord &place);
+
+    /* The board must have power. */
+    void burst(const BurstRecord &noise);
+
   private:
+    std::string ask(const char *what, uint32_t op, int32_t value, const void *payload,
+                    uint32_t payload_bytes);
+    template <typename Record>
+    Record ask_for(const char *what, uint32_t op, int32_t value, const void *payload, uint32_t payload_bytes);
     int32_t call(uint32_t op, int32_t value, const void *payload, uint32_t payload_bytes, std::string *reply);
     void set_fault(int32_t channel, uint32_t kind, int32_t result, uint32_t count);
 

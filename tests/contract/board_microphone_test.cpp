@@ -221,5 +221,14 @@ TEST_F(BoardMicrophoneSource, OneThatMakesNoSenseIsNamed) {
     EXPECT_TRUE(boardd_->saw("no element \"nosuchelement\"")) << boardd_->output();
 }
 
+TEST_F(BoardMicrophoneSource, HearsABurstOfNoise) {
+    start_sound({"--microphone", "audiotestsrc is-live=true wave=silence"});
+    ASSERT_TRUE(support::eventually([&] { return energy(next_block().samples) == 0 || HasFailure(); }));
+    board::BoardCtl().burst({-20, 1000});
+    const auto loud = [&] { return energy(next_block().samples) > 0 || HasFailure(); };
+    EXPECT_TRUE(support::eventually(loud));
+    EXPECT_TRUE(support::eventually([&] { return !loud() || HasFailure(); })) << "it never ends";
+}
+
 } // namespace
 } // namespace contract

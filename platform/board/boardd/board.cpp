@@ -93,6 +93,7 @@ void Board::init(int32_t bind_status, InitAnswer answer) {
 
 void Board::power_off() {
     stop_everything();
+    picture_.world().reset_board();
     profile_.reset();
 }
 

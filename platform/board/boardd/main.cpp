@@ -44,6 +44,7 @@ void serve(const Options &options) {
     Analytics analytics(loop, channel_lost);
     Audio audio(loop, options.audio, channel_lost);
     Board board(loop, Source(options.source), channel_lost);
+    board.picture().world().set_sky({scene_constant, options.light_mlux, 0, 0});
     board.on_power([&](bool on) { on ? audio.start() : audio.stop(); });
     board.on_picture(
         [&](const Plane &y, uint64_t time_us, uint32_t look) { analytics.look_at(y, time_us, look); });

@@ -2,7 +2,9 @@
 
 #include "board/boardd/log.h"
 
+#include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <getopt.h>
 
@@ -15,7 +17,7 @@ constexpr size_t source_max_bytes = 4096; // of a path, too
 
 constexpr char help_text[] = R"(boardd: the software board, a camera's sensor and encoders in one process
 
-  boardd [--source SOURCE] [--sensor 300|400] [--microphone SOURCE] [--speaker SINK] [--echo ECHO]
+  boardd [--source SOURCE] [--sensor 300|400] [--light LUX] [--microphone SOURCE] [--speaker SINK] [--echo ECHO]
 
   --source SOURCE   where the picture comes from, instead of the test scene:
                       a video file                     played in a loop
@@ -25,6 +27,8 @@ constexpr char help_text[] = R"(boardd: the software board, a camera's sensor an
                                                        'videotestsrc pattern=smpte is-live=true'
                     A source that fails or ends is started again. At most 4096 bytes.
   --sensor CLASS    which sensor is fitted: 400 for 2560x1440 (this is the default), 300 for 2304x1296
+  --light LUX       how bright the test scene is at first: 500 when not given; 0 to 200000, with a point. What
+                    strellctl scene sets goes on from there
   --microphone SOURCE  what the microphone hears, instead of a synthetic voice: a sound file (in a loop), a
                     URI, or a GStreamer source (autoaudiosrc, 'alsasrc device=hw:1')
   --speaker SINK    where the speaker is heard: wav (the file boardd_speaker.wav beside the sockets), none, or
@@ -55,6 +59,18 @@ bool read_sensor(const char *text, Options &options) {
         return false;
     }
     options.flag_300 = text[0] == '3' ? 1 : 0;
+    return true;
+}
+
+bool read_light(const char *text, Options &options) {
+    constexpr double most_lux = scene_mlux_max / 1000;
+    char *end = nullptr;
+    const double lux = std::strtod(text, &end);
+    if (end == text || *end != '\0' || !(lux >= 0 && lux <= most_lux)) {
+        log_line("--light takes a number of lux from 0 to %.0f, not \"%s\"", most_lux, text);
+        return false;
+    }
+    options.light_mlux = static_cast<uint32_t>(std::lround(lux * 1000));
     return true;
 }
 
@@ -90,6 +106,8 @@ bool read_one(int chosen, const char *argument, Options &options) {
         return read_text("speaker", argument, options.audio.speaker);
     case 'c':
         return read_sensor(argument, options);
+    case 'i':
+        return read_light(argument, options);
     case 'e':
         return read_echo(argument, options);
     default:
@@ -100,13 +118,11 @@ bool read_one(int chosen, const char *argument, Options &options) {
 } // namespace
 
 Options read_options(int argc, char **argv) {
-    static const option long_options[] = {{"source", required_argument, nullptr, 's'},
-                                          {"sensor", required_argument, nullptr, 'c'},
-                                          {"microphone", required_argument, nullptr, 'm'},
-                                          {"speaker", required_argument, nullptr, 'l'},
-                                          {"echo", required_argument, nullptr, 'e'},
-                                          {"help", no_argument, nullptr, 'h'},
-                                          {nullptr, 0, nullptr, 0}};
+    static const option long_options[] = {
+        {"source", required_argument, nullptr, 's'},  {"sensor", required_argument, nullptr, 'c'},
+        {"light", required_argument, nullptr, 'i'},   {"microphone", required_argument, nullptr, 'm'},
+        {"speaker", required_argument, nullptr, 'l'}, {"echo", required_argument, nullptr, 'e'},
+        {"help", no_argument, nullptr, 'h'},          {nullptr, 0, nullptr, 0}};
     Options options;
     int chosen = 0;
     while (options.exit_code < 0 && (chosen = getopt_long(argc, argv, "h", long_options, nullptr)) != -1) {

@@ -73,7 +73,7 @@ void Requests::request(ClientId client, const ControlRequest &header, std::span<
         }
         return;
     }
-    picture(call);
+    SceneControls::payload_bytes(header.op) ? scene(call) : picture(call);
 }
 
 /* Why the client may not: a negative errno value, or 0. */
@@ -159,6 +159,16 @@ void Requests::sensor_class(const Call &call) {
 void Requests::status(const Call &call) {
     answer(call, 0,
            bytes_of(status_json(board_, audio_, analytics_, flag_300_, refusals_, picture_.notes())));
+}
+
+/* Light, view and scene, which have their own table. */
+void Requests::scene(const Call &call) {
+    if (call.payload.size() != *SceneControls::payload_bytes(call.header.op)) {
+        answer(call, -EINVAL);
+        return;
+    }
+    const auto reply = scene_.perform(call.header.op, call.header.value, call.payload);
+    answer(call, reply.result, reply.payload);
 }
 
 /* The picture's controls, which have their own table. */

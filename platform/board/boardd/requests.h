@@ -12,6 +12,7 @@
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
 #include "board/boardd/picture/controls.h"
+#include "board/boardd/scene/controls.h"
 
 #include <set>
 
@@ -36,7 +37,7 @@ class Requests : public RequestHandler {
     /* `flag_300` is the sensor class. Replies go to `server`. */
     Requests(Board &board, Audio &audio, Analytics &analytics, ControlServer &server, int32_t flag_300)
         : board_(board), audio_(audio), analytics_(analytics), server_(server), flag_300_(flag_300),
-          picture_(board) {}
+          picture_(board), scene_(board.picture().world(), audio) {}
 
     void request(ClientId client, const ControlRequest &header, std::span<const uint8_t> payload) override;
     void gone(ClientId client) override;
@@ -82,6 +83,7 @@ class Requests : public RequestHandler {
     void status(const Call &call);
     void fault(const Call &call);
 
+    void scene(const Call &call);
     void picture(const Call &call);
     void jpeg_snapshot(const Call &call);
     void raw_frame(const Call &call);
@@ -105,6 +107,7 @@ class Requests : public RequestHandler {
     Refusals refusals_;
     AlgoWishes algo_;
     PictureControls picture_;
+    SceneControls scene_;
 };
 
 } // namespace board

@@ -1,6 +1,7 @@
 #include "board/boardd/status.h"
 
 #include "board/boardd/picture/status.h"
+#include "board/boardd/scene/status.h"
 
 #include <json-c/json.h>
 
@@ -142,6 +143,7 @@ std::string status_json(Board &board, const Audio &audio, const Analytics &analy
     add(root, "microphone", microphone_object(audio));
     add(root, "speaker", speaker_object(audio));
     add_picture_status(root, board, analytics, notes);
+    add_scene_status(root, board.picture().world());
     add(root, "refusals", refusals_object(refusals));
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);
     json_object_put(root);

@@ -26,8 +26,8 @@ std::optional<TrackDirection> TrackRule::step(const std::optional<Motion> &motio
         return std::nullopt;
     }
     const TrackDirection direction = {
-        steps_of(2 * motion->x + motion->width - raw_width, raw_width, picture_span_h),
-        steps_of(2 * motion->y + motion->height - raw_height, raw_height, picture_span_v), 0};
+        steps_of(2 * motion->x + motion->width - raw_width, raw_width, view_field_horizontal),
+        steps_of(2 * motion->y + motion->height - raw_height, raw_height, view_field_vertical), 0};
     if (direction.horizontal == 0 && direction.vertical == 0) {
         return std::nullopt;
     }

@@ -10,6 +10,7 @@
 #define PLATFORM_BOARD_BOARDD_ANALYTICS_TRACK_RULE_H
 
 #include "board/boardd/analytics/motion_detector.h"
+#include "board/scene_protocol.h"
 #include "libalgo_kit.h"
 
 #include <optional>
@@ -19,10 +20,9 @@ namespace board {
 constexpr uint64_t track_again_us = 500'000;
 constexpr int32_t track_steps_max = 30;
 
-/* What the picture shows, in hundredths of a degree: a lens of 80 x 45 degrees. */
-constexpr int32_t picture_span_h = 8000;
-constexpr int32_t picture_span_v = 4500;
-constexpr int32_t track_step = 50; /* one step in hundredths of a degree */
+/* What the picture's height shows, of a picture of 16 to 9; and a step. Hundredths of a degree. */
+constexpr int32_t view_field_vertical = view_field_horizontal * 9 / 16;
+constexpr int32_t track_step = 50;
 
 class TrackRule {
   public:

@@ -51,6 +51,7 @@ void Audio::start() {
     cancelling_ = false;
     volume_ = volume_default;
     ending_ = false;
+    burst_.end();
     microphone_->start();
     loudspeaker_->start();
     ev_timer_again(loop_, &tick_);
@@ -120,6 +121,14 @@ int32_t Audio::set_volume(int32_t volume) {
     return 0;
 }
 
+int32_t Audio::burst(const BurstRecord &record) {
+    if (!running()) {
+        return -ENODEV;
+    }
+    burst_.begin(record.level_db, record.duration_ms);
+    return 0;
+}
+
 SpeakerState Audio::speaker() const {
     return {enabled_, cancelling_, volume_, played_, heard_};
 }
@@ -171,6 +180,7 @@ void Audio::make_turns() {
 Turn Audio::turn() {
     Turn said;
     microphone_->read(said);
+    burst_.add(said);
     const Turn played = next_played();
     engine_->set_canceller(cancelling_);
     return engine_->step(said, played);

@@ -4,7 +4,7 @@
  *
  *     op_play ---> queue of 160 ms ---> volume ---> loudspeaker
  *                                         |
- *     microphone ---------------------> engine ---> blocks of 40 ms ---> mic_path
+ *     microphone + burst -------------> engine ---> blocks of 40 ms ---> mic_path
  *
  * The thread follows CLOCK_MONOTONIC. When it comes late it makes up for it; when it is more than a second
  * late (the machine was asleep) it lets that time go, and the time stamps show the gap.
@@ -18,7 +18,9 @@
 #include "board/boardd/audio/loudspeaker.h"
 #include "board/boardd/audio/mic_channel.h"
 #include "board/boardd/audio/microphone.h"
+#include "board/boardd/audio/noise_burst.h"
 #include "board/boardd/audio/sample_queue.h"
+#include "board/scene_protocol.h"
 
 #include <atomic>
 #include <deque>
@@ -79,6 +81,9 @@ class Audio {
     /* As above, and -EINVAL for a volume outside 0 to 100. */
     int32_t set_volume(int32_t volume);
 
+    /* A noise that the microphone hears. `record` is sound. 0, or -ENODEV without power. */
+    int32_t burst(const BurstRecord &record);
+
     MicChannel &channel() { return channel_; }
 
     /* For the status. */
@@ -112,6 +117,7 @@ class Audio {
     std::deque<Play> waiting_; /* for room in the queue */
     std::function<void(const Turn &turn)> listener_ = [](const Turn &) {};
 
+    NoiseBurst burst_;
     SampleQueue queue_{speaker_queue_samples};
     std::atomic<bool> enabled_{false};
     std::atomic<bool> cancelling_{false};

@@ -3,6 +3,7 @@
 #include "board/boardd/picture/timestamp.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace board {
 
@@ -41,6 +42,11 @@ bool looks_alike(const PictureSettings &one, const PictureSettings &other) {
            one.lamp == other.lamp && one.flicker_hz == other.flicker_hz;
 }
 
+/* The same of the world, but for what its light does. */
+bool looks_alike(const Moment &one, const Moment &other) {
+    return one.view.pan == other.view.pan && one.view.tilt == other.view.tilt && one.lamp == other.lamp;
+}
+
 } // namespace
 
 PictureSettings Picture::settings() const {
@@ -51,16 +57,18 @@ PictureSettings Picture::settings() const {
 void Picture::set(const PictureSettings &settings) {
     const std::lock_guard<std::mutex> lock(mutex_);
     settings_ = settings;
+    world_.set_lamp_switch(settings.lamp);
     ++changes_;
 }
 
 uint32_t Picture::changes() const {
     const std::lock_guard<std::mutex> lock(mutex_);
-    return changes_;
+    return changes_ + world_.changes();
 }
 
 ExposureRecord Picture::exposure(int32_t fps) const {
-    const PictureSettings now = settings();
+    PictureSettings now = settings();
+    now.lamp = world_.seen().lamp > 0;
     return {exposure_us(now, fps),
             gain_milli(now),
             luma_mean_.load(std::memory_order_relaxed),
@@ -88,6 +96,9 @@ bool Picture::begin_frame(bool scene) {
             used_ = settings_;
             used_changes_ = changes_;
         }
+        const Moment before = std::exchange(moment_, world_.moment());
+        look_ += looks_alike(before, moment_) ? 0U : 1U;
+        changed = changed || moment_.lamp != before.lamp;
     }
     if (changed) {
         work_out_tables();
@@ -96,7 +107,7 @@ bool Picture::begin_frame(bool scene) {
 }
 
 void Picture::work_out_tables() {
-    const bool lit = used_.lamp && used_.night;
+    const bool lit = moment_.lamp && used_.night;
     tone_ = used_.wdr || lit;
     tone_curve_ =
         chained(lit ? gain_curve(lamp_gain) : plain_curve(), used_.wdr ? wdr_curve() : plain_curve());

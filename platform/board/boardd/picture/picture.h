@@ -16,6 +16,7 @@
 #include "board/boardd/picture/effects.h"
 #include "board/boardd/picture/scene.h"
 #include "board/boardd/picture/settings.h"
+#include "board/boardd/scene/world.h"
 
 #include <atomic>
 #include <mutex>
@@ -30,7 +31,11 @@ class Picture {
     /* From the next frame on. */
     void set(const PictureSettings &settings);
 
-    /* How often they have been set; wraps. */
+    /* What the camera is in, and where it looks. */
+    World &world() { return world_; }
+    const World &world() const { return world_; }
+
+    /* How often they, or the world, have been set; wraps. */
     uint32_t changes() const;
 
     /* What get_isp_ev says, `fps` being the capture's frame rate. */
@@ -40,10 +45,10 @@ class Picture {
     bool begin_frame(bool scene);
 
     /* The number of changes that this frame shows. */
-    uint32_t changes_shown() const { return used_changes_; }
+    uint32_t changes_shown() const { return used_changes_ + moment_.changes; }
 
-    /* How often a change has made the picture as a whole another one, brighter or upside down; wraps. What
-     * looks for changes in the picture, or rather in what it shows, starts anew then. */
+    /* How often a change has made the picture as a whole another one: turned the view, turned it upside down,
+     * made it brighter; wraps. What looks for motion starts anew then. */
     uint32_t look() const { return look_; }
 
     /* Its time stamp, empty when that is not shown. */
@@ -61,6 +66,7 @@ class Picture {
   private:
     void work_out_tables();
 
+    World world_;
     mutable std::mutex mutex_;
     PictureSettings settings_; /* under the lock */
     uint32_t changes_ = 0;     /* under the lock: of the settings */
@@ -70,6 +76,7 @@ class Picture {
     PictureSettings used_;
     uint32_t used_changes_ = 0;
     uint32_t look_ = 0;
+    Moment moment_{}; /* of the world, for this frame */
     bool tone_ = false;
     Curve tone_curve_{};
     bool tint_ = false;

@@ -2,11 +2,13 @@
 
 #include "bench/echo_measure.h"
 #include "board/boardd/audio/engine.h"
+#include "board/boardd/audio/noise_burst.h"
 #include "board/boardd/audio/sample_queue.h"
 #include "board/boardd/audio/voice.h"
 #include "board/boardd/audio/volume.h"
 
 #include <gtest/gtest.h>
+#include <numeric>
 #include <set>
 #include <vector>
 
@@ -228,5 +230,49 @@ TEST_P(EchoCancelled, AndWhoSpeaksNearbyIsUnderstood) {
 INSTANTIATE_TEST_SUITE_P(Rooms, EchoCancelled,
                          testing::Values(Case{{}, 1}, Case{{}, 5}, Case{{true, 40, 0, 60}, 1},
                                          Case{{true, 40, 0, 60}, 5}));
+
+/* ---- noise ---- */
+
+std::vector<int16_t> with_burst(NoiseBurst &burst, size_t turns, int16_t said = 0) {
+    std::vector<int16_t> heard;
+    for (size_t i = 0; i < turns; ++i) {
+        Turn turn;
+        turn.fill(said);
+        burst.add(turn);
+        heard.insert(heard.end(), turn.begin(), turn.end());
+    }
+    return heard;
+}
+
+TEST(Burst, HasTheLevelThatIsAskedFor) {
+    for (const int32_t level_db : {-6, -20, -40, -60}) {
+        NoiseBurst burst;
+        burst.begin(level_db, 1000);
+        const double full_scale = 32768;
+        EXPECT_NEAR(20 * std::log10(rms(with_burst(burst, 50)) / full_scale), level_db, 0.5);
+    }
+}
+
+TEST(Burst, LastsAsLongAsItIsToAndThenIsSilent) {
+    NoiseBurst burst;
+    EXPECT_EQ(rms(with_burst(burst, 3, 0)), 0) << "none has begun";
+    burst.begin(-20, 41);
+    EXPECT_GT(rms(with_burst(burst, 3)), 1000) << "two turns and what is left make three";
+    EXPECT_EQ(with_burst(burst, 1, 7), std::vector<int16_t>(turn_samples, 7));
+    burst.begin(-20, 60'000);
+    burst.end();
+    EXPECT_EQ(rms(with_burst(burst, 1)), 0);
+}
+
+TEST(Burst, IsAddedToWhatIsHeardAndClippedWhereItIsTooLoud) {
+    NoiseBurst burst;
+    burst.begin(-40, 1000);
+    const std::vector<int16_t> heard = with_burst(burst, 50, 10'000);
+    EXPECT_NEAR(std::accumulate(heard.begin(), heard.end(), 0.0) / static_cast<double>(heard.size()), 10'000,
+                30);
+    burst.begin(0, 1000);
+    const std::vector<int16_t> loud = with_burst(burst, 50, 30'000);
+    EXPECT_EQ(*std::max_element(loud.begin(), loud.end()), INT16_MAX);
+}
 
 } // namespace
