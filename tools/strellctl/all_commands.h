@@ -25,6 +25,8 @@ int run_listen(const Arguments &arguments);
 int run_talk(const Arguments &arguments);
 int run_ban(const Arguments &arguments);
 int run_unban(const Arguments &arguments);
+int run_events(const Arguments &arguments);
+int run_motor(const Arguments &arguments);
 int run_completion(const Arguments &arguments);
 
 } // namespace ctl

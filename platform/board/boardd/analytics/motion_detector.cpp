@@ -67,12 +67,14 @@ void MotionDetector::set(const Sensitivity &sensitivity) {
 
 std::optional<Motion> MotionDetector::see(const cv::Mat &luma, uint64_t time_us, uint32_t look) {
     const cv::Mat frame = reduced(luma);
+    std::vector<Blob> blobs;
     if (starts_anew(frame, time_us, look)) {
         learn_anew(frame, time_us);
+    } else {
+        blobs = blobs_in(frame, time_us);
     }
     look_ = look;
     last_us_ = time_us;
-    std::vector<Blob> blobs = blobs_in(frame, time_us);
     before_ = frame;
     if (time_us < settled_us_) {
         blobs.clear();
@@ -98,9 +100,9 @@ bool MotionDetector::starts_anew(const cv::Mat &frame, uint64_t time_us, uint32_
 void MotionDetector::learn_anew(const cv::Mat &frame, uint64_t time_us) {
     subtractor_ = cv::createBackgroundSubtractorMOG2(history_frames, sensitivity_.variances(), false);
     subtractor_->setBackgroundRatio(background_share);
+    cv::Mat everything; // of the first frame, all is new
+    subtractor_->apply(frame, everything);
     still_.begin(frame);
-    still_.compare(frame, frame);
-    before_ = frame;
     known_ = true;
     settled_us_ = time_us + settle_us;
     blobs_.clear();
@@ -113,7 +115,6 @@ std::vector<MotionDetector::Blob> MotionDetector::blobs_in(const cv::Mat &frame,
     subtractor_->apply(frame, mask);
     if (cv::countNonZero(mask) > foreground_max * detect_size.area()) {
         learn_anew(frame, time_us);
-        subtractor_->apply(frame, mask);
         return {};
     }
     still_.follow(frame, mask);
