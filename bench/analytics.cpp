@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <opencv2/core/utility.hpp>
 
 namespace {
 
@@ -90,7 +89,6 @@ void sensitivity() {
 } // namespace
 
 int main() {
-    cv::setNumThreads(1);
     script();
     delay();
     noise();

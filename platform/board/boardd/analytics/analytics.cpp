@@ -3,7 +3,6 @@
 #include "board/client/control_call.h"
 
 #include <csignal>
-#include <opencv2/core/utility.hpp>
 #include <pthread.h>
 #include <utility>
 
@@ -19,7 +18,6 @@ constexpr int32_t rest_ms = 60'000; // when there is none to come
 
 Analytics::Analytics(struct ev_loop *loop, std::function<void()> channel_lost)
     : channel_(loop, std::move(channel_lost)) {
-    cv::setNumThreads(1); // the pictures are small, and the encoders need the other cores
     // Signals are the loop thread's.
     sigset_t all;
     sigset_t before;

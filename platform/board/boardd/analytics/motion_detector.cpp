@@ -1,6 +1,7 @@
 #include "board/boardd/analytics/motion_detector.h"
 
 #include <initializer_list>
+#include <opencv2/core/utility.hpp>
 #include <opencv2/imgproc.hpp>
 #include <utility>
 
@@ -52,6 +53,7 @@ Motion motion_of(const cv::Rect &box, int32_t area) {
 } // namespace
 
 MotionDetector::MotionDetector() : regions_(detect_size, CV_8U) {
+    cv::setNumThreads(1); // of the process: the pictures are small, and the encoders need the other cores
     set(Sensitivity());
 }
 
