@@ -5,8 +5,9 @@
  *   - the control socket "/run/boardd", AF_UNIX SOCK_SEQPACKET: one request record per packet, answered by
  * one reply record with the same id;
  *   - one shared-buffer channel per encoder, "/run/boardd_venc0" and "/run/boardd_venc1": each buffer is one
- *     VencRecord, with the access unit behind it when there is one; and one for the microphone,
- *     "/run/boardd_mic": each buffer is one MicRecord, with a block of sound behind it.
+ *     VencRecord, with the access unit behind it when there is one; one for the microphone,
+ *     "/run/boardd_mic": each buffer is one MicRecord, with a block of sound behind it; and one for what the
+ *     analytics find, "/run/boardd_algo" (analytics_protocol.h).
  *
  * All records are little-endian with the widths given. Each side treats what it receives as hostile: a record
  * of another magic, size or range is refused.
@@ -39,8 +40,9 @@ constexpr size_t control_packet_max_bytes = 16384; /* the largest record, either
 constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no reply by then has failed, ... */
 constexpr uint32_t init_timeout_ms = 5000; /* ... but op_system_init may start a camera or load a machine */
 
-/* What is asked; 0x10 to 0x3f are in picture_protocol.h, 0x50 to 0x5f in scene_protocol.h. `value` and payload
- * of the request; result and payload of the reply where there is more than success. */
+/* What is asked; 0x10 to 0x3f are in picture_protocol.h, 0x50 to 0x5f in scene_protocol.h, 0x60 to 0x6f in
+ * analytics_protocol.h. `value` and payload of the request; result and payload of the reply where there is more
+ * than success. */
 enum ControlOp : uint32_t {
     op_system_init = 1, /* value: bind_status. Answered once frames are on their way, or none will come */
     op_system_exit =

@@ -27,6 +27,8 @@ int run_scene(const Arguments &arguments);
 int run_night(const Arguments &arguments);
 int run_ban(const Arguments &arguments);
 int run_unban(const Arguments &arguments);
+int run_events(const Arguments &arguments);
+int run_motor(const Arguments &arguments);
 int run_completion(const Arguments &arguments);
 int run_help(const Arguments &arguments);
 

@@ -20,7 +20,8 @@ constexpr std::array table = {
     AvCommand{.name = "md-sensitivity",
               .code = 0x1001,
               .synopsis = "VALUE [31 more]",
-              .summary = "sensitivity of motion detection, 0 to 255, for all or each of 32 regions",
+              .summary =
+                  "sensitivity of motion detection, 0 off, 1 least to 5 most, for all or each of 32 regions",
               .payload = AvPayload::bytes,
               .least_values = 1,
               .most_values = motion_regions},

@@ -154,6 +154,24 @@ constexpr char night_details[] =
     R"(Stores the setting night_mode: with auto the light decides between day and night, with day or night it does not.
 )";
 
+constexpr std::array events_options = {Option{"-t", "SECONDS", "ends after so long; otherwise at Ctrl-C"},
+                                       json_option};
+constexpr std::array motor_options = {
+    Option{"-t", "SECONDS", "ends after so long; otherwise at Ctrl-C"},
+    Option{"--move", nullptr, "fails when there is no software board to move"},
+    Option{"--no-move", nullptr, "only prints"}, json_option};
+
+constexpr char events_details[] =
+    R"(Prints what is detected, as it comes, one event a line: the time, "motion" or "sound", and its text.
+docs/formats/events.md lists the texts.
+)";
+
+constexpr char motor_details[] =
+    R"(Takes the tracking directions out of the mailbox, as the process of the motor does, and prints them. Where the
+software board is there its view is moved. strell_v2 makes the mailbox when tracking is switched on:
+  strellctl set motion_detection_enable on
+)";
+
 constexpr std::array table = {
     Command{"status", "[--follow] [--json]", "channels, board and store", status_details, status_options,
             Words::none, 0, 0, run_status},
@@ -214,6 +232,10 @@ constexpr std::array table = {
             most_av_words,
             run_cmd,
             av_commands_help},
+    Command{"events", "[-t SECONDS] [--json]", "motion and abnormal sound, as they come", events_details,
+            events_options, Words::none, 0, 0, run_events},
+    Command{"motor", "[-t SECONDS] [--move|--no-move] [--json]", "follows what moves, as the motor does",
+            motor_details, motor_options, Words::none, 0, 0, run_motor},
     Command{"completion",
             "bash",
             "a script for the shell",

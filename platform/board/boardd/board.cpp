@@ -1,6 +1,7 @@
 #include "board/boardd/board.h"
 
 #include "board/boardd/log.h"
+#include "board/client/control_call.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -170,6 +171,10 @@ void Board::take_raw(GstBuffer *buffer, GstCaps *caps) {
             encoder->take_raw(buffer, caps);
         }
     }
+}
+
+void Board::look_at(const Plane &y, uint32_t look) {
+    onlooker_(y, monotonic_us(), look);
 }
 
 void Board::start_encoder(size_t index) {

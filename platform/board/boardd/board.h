@@ -70,6 +70,11 @@ class Board : public RawFrameSink {
     /* Whom to tell when power comes (init begins) and goes, on the loop thread; before the loop runs. */
     void on_power(std::function<void(bool on)> power) { power_ = std::move(power); }
 
+    /* Who else looks at the pictures: on the capture's thread, before anything is drawn into them. Before the
+     * loop runs. */
+    using Onlooker = std::function<void(const Plane &y, uint64_t time_us, uint32_t look)>;
+    void on_picture(Onlooker onlooker) { onlooker_ = std::move(onlooker); }
+
     /*
      * Lets the streams rest, or go on with a key frame; the capture goes on. Nothing happens when they do
      * already. Not while the board is idle.
@@ -103,6 +108,7 @@ class Board : public RawFrameSink {
     static constexpr size_t channel_count = venc_channels;
 
     void take_raw(GstBuffer *buffer, GstCaps *caps) override;
+    void look_at(const Plane &y, uint32_t look) override;
     static void on_progress(struct ev_loop *loop, ev_async *watcher, int events);
     static void on_init_deadline(struct ev_loop *loop, ev_timer *watcher, int events);
     static void on_retry(struct ev_loop *loop, ev_timer *watcher, int events);
@@ -129,6 +135,7 @@ class Board : public RawFrameSink {
     int32_t bind_status_ = 0;
     InitAnswer init_answer_;
     std::function<void(bool on)> power_ = [](bool) {};
+    Onlooker onlooker_ = [](const Plane &, uint64_t, uint32_t) {};
     std::string source_error_;
     uint32_t captured_before_ = 0; /* frames of captures that are gone */
     uint32_t captured_seen_ = 0;

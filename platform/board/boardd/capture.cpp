@@ -113,6 +113,10 @@ GstBuffer *Capture::process(GstBuffer *buffer, GstCaps *caps, bool paints) {
     if (paints) {
         picture_.paint(planes, is_scene_, frames());
     }
+    sink_.look_at(planes.y, picture_.look());
+    if (paints) {
+        picture_.draw(planes);
+    }
     picture_.measure(planes.y);
     gst_video_frame_unmap(&frame);
     return buffer;

@@ -31,6 +31,10 @@ class RawFrameSink {
      * the picture.
      */
     virtual void take_raw(GstBuffer *buffer, GstCaps *caps) = 0;
+
+    /* A little earlier: its luma, before anything is drawn or written into it. `look` is Picture::look. Valid
+     * during the call. Who has no use for it leaves it alone. */
+    virtual void look_at(const Plane & /*y*/, uint32_t /*look*/) {}
 };
 
 class Capture {

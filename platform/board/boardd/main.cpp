@@ -1,5 +1,6 @@
 // boardd: the software board.
 
+#include "board/boardd/analytics/analytics.h"
 #include "board/boardd/audio/audio.h"
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
@@ -40,11 +41,15 @@ void serve(const Options &options) {
         reachable = false;
         ev_break(loop, EVBREAK_ALL);
     };
+    Analytics analytics(loop, channel_lost);
     Audio audio(loop, options.audio, channel_lost);
     Board board(loop, Source(options.source), channel_lost);
     board.picture().world().set_sky({scene_constant, options.light_mlux, 0, 0});
     board.on_power([&](bool on) { on ? audio.start() : audio.stop(); });
-    Requests requests(board, audio, server, options.flag_300);
+    board.on_picture(
+        [&](const Plane &y, uint64_t time_us, uint32_t look) { analytics.look_at(y, time_us, look); });
+    audio.on_sound([&](const Turn &turn) { analytics.hear(turn); });
+    Requests requests(board, audio, analytics, server, options.flag_300);
     server.set_handler(&requests);
     log_line("ready: source \"%s\", microphone \"%s\", speaker \"%s\", serving %s",
              board.source().name().c_str(), audio.microphone().name().c_str(),

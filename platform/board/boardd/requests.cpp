@@ -52,6 +52,9 @@ const Requests::Row Requests::rows[] = {
     {op_hush, 0, Access::owner, &Requests::hush},
     {op_jpeg_snapshot, 0, Access::anyone, &Requests::jpeg_snapshot},
     {op_raw_frame, 0, Access::anyone, &Requests::raw_frame},
+    {op_algo_detect, 0, Access::analytics, &Requests::algo_detect},
+    {op_algo_track, 0, Access::analytics, &Requests::algo_track},
+    {op_algo_param, sizeof(int32_t), Access::analytics, &Requests::algo_param},
     {op_status, 0, Access::anyone, &Requests::status},
     {op_fault, sizeof(FaultRecord), Access::anyone, &Requests::fault},
 };
@@ -78,6 +81,10 @@ int32_t Requests::objection(ClientId client, Access access) {
     if (access == Access::anyone) {
         return 0;
     }
+    if (access == Access::analytics) {
+        algo_owner_ = algo_owner_ == 0 ? client : algo_owner_;
+        return algo_owner_ == client ? 0 : -EBUSY;
+    }
     if (exited_.contains(client)) {
         return -ESHUTDOWN;
     }
@@ -95,6 +102,11 @@ void Requests::gone(ClientId client) {
         board_.power_off();
         picture_.reset();
     }
+    if (algo_owner_ == client) {
+        algo_owner_ = 0;
+        algo_ = AlgoWishes();
+    }
+    set_analytics();
 }
 
 void Requests::answer(const Call &call, int32_t result, std::span<const uint8_t> payload) {
@@ -117,6 +129,7 @@ void Requests::system_exit(const Call &call) {
         owner_ = 0;
         board_.power_off();
         picture_.reset();
+        set_analytics();
     }
 }
 
@@ -144,7 +157,8 @@ void Requests::sensor_class(const Call &call) {
 }
 
 void Requests::status(const Call &call) {
-    answer(call, 0, bytes_of(status_json(board_, audio_, flag_300_, refusals_, picture_.notes())));
+    answer(call, 0,
+           bytes_of(status_json(board_, audio_, analytics_, flag_300_, refusals_, picture_.notes())));
 }
 
 /* Light, view and scene, which have their own table. */
@@ -171,6 +185,7 @@ void Requests::picture(const Call &call) {
         return;
     }
     const auto reply = picture_.perform(call.header.op, call.header.value, call.payload);
+    set_analytics();
     answer(call, reply.result, reply.payload);
 }
 

@@ -6,6 +6,8 @@
 #ifndef PLATFORM_BOARD_BOARDD_REQUESTS_H
 #define PLATFORM_BOARD_BOARDD_REQUESTS_H
 
+#include "board/analytics_protocol.h"
+#include "board/boardd/analytics/analytics.h"
 #include "board/boardd/audio/audio.h"
 #include "board/boardd/board.h"
 #include "board/boardd/control_server.h"
@@ -23,12 +25,19 @@ struct Refusals {
     int32_t profile = 0;
 };
 
+/* What libalgo_kit wants of the analytics. */
+struct AlgoWishes {
+    bool detecting = false;
+    bool tracking = false;
+    bool lowest = false;
+};
+
 class Requests : public RequestHandler {
   public:
     /* `flag_300` is the sensor class. Replies go to `server`. */
-    Requests(Board &board, Audio &audio, ControlServer &server, int32_t flag_300)
-        : board_(board), audio_(audio), server_(server), flag_300_(flag_300), picture_(board),
-          scene_(board.picture().world(), audio) {}
+    Requests(Board &board, Audio &audio, Analytics &analytics, ControlServer &server, int32_t flag_300)
+        : board_(board), audio_(audio), analytics_(analytics), server_(server), flag_300_(flag_300),
+          picture_(board), scene_(board.picture().world(), audio) {}
 
     void request(ClientId client, const ControlRequest &header, std::span<const uint8_t> payload) override;
     void gone(ClientId client) override;
@@ -44,6 +53,7 @@ class Requests : public RequestHandler {
         anyone,
         owner,       /* only the client that owns the board */
         takes_board, /* as above; the first to ask becomes the owner */
+        analytics,   /* only the client that has the analytics: the first to ask */
     };
     using Perform = void (Requests::*)(const Call &call);
     struct Row {
@@ -66,6 +76,10 @@ class Requests : public RequestHandler {
     void volume_preset(const Call &call);
     void hush(const Call &call);
     int32_t set_mic_fault(const FaultRecord &fault);
+    void algo_detect(const Call &call); /* this and what follows: requests_analytics.cpp */
+    void algo_track(const Call &call);
+    void algo_param(const Call &call);
+    void set_analytics();
     void status(const Call &call);
     void fault(const Call &call);
 
@@ -84,11 +98,14 @@ class Requests : public RequestHandler {
 
     Board &board_;
     Audio &audio_;
+    Analytics &analytics_;
     ControlServer &server_;
     int32_t flag_300_;
     ClientId owner_ = 0;        /* 0: nobody */
+    ClientId algo_owner_ = 0;   /* who has the analytics; 0: nobody */
     std::set<ClientId> exited_; /* clients that have shut the board down */
     Refusals refusals_;
+    AlgoWishes algo_;
     PictureControls picture_;
     SceneControls scene_;
 };

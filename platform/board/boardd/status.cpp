@@ -126,8 +126,8 @@ json_object *refusals_object(const Refusals &refusals) {
 
 } // namespace
 
-std::string status_json(Board &board, const Audio &audio, int32_t flag_300, const Refusals &refusals,
-                        const Notes &notes) {
+std::string status_json(Board &board, const Audio &audio, const Analytics &analytics, int32_t flag_300,
+                        const Refusals &refusals, const Notes &notes) {
     json_object *root = json_object_new_object();
     add(root, "phase", std::string(phase_name(board.phase())));
     add(root, "inited", json_object_new_boolean(board.phase() == Phase::running));
@@ -142,7 +142,7 @@ std::string status_json(Board &board, const Audio &audio, int32_t flag_300, cons
     add(root, "channels", channels);
     add(root, "microphone", microphone_object(audio));
     add(root, "speaker", speaker_object(audio));
-    add_picture_status(root, board, notes);
+    add_picture_status(root, board, analytics, notes);
     add_scene_status(root, board.picture().world());
     add(root, "refusals", refusals_object(refusals));
     std::string text = json_object_to_json_string_ext(root, JSON_C_TO_STRING_PLAIN);

@@ -12,8 +12,8 @@
 namespace board {
 
 /* docs/formats/board.md describes the members. */
-std::string status_json(Board &board, const Audio &audio, int32_t flag_300, const Refusals &refusals,
-                        const Notes &notes);
+std::string status_json(Board &board, const Audio &audio, const Analytics &analytics, int32_t flag_300,
+                        const Refusals &refusals, const Notes &notes);
 
 } // namespace board
 

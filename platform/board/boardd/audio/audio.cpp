@@ -167,7 +167,8 @@ void Audio::make_turns() {
             turns = 0;
         }
         block_us = turns == 0 ? time_us : block_us;
-        block[turns++] = turn();
+        block[turns] = turn();
+        listener_(block[turns++]);
         time_us += turn_us;
         if (turns == block.size()) {
             channel_.take(block, block_us);

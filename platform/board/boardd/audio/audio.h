@@ -71,6 +71,9 @@ class Audio {
      * -ENODEV without power, also when it goes meanwhile; -EBUSY when too many wait already. */
     void play(std::vector<int16_t> samples, PlayAnswer answer);
 
+    /* Who else hears what the microphone delivers: on the audio thread, in no time. Before the first start. */
+    void on_sound(std::function<void(const Turn &turn)> listener) { listener_ = std::move(listener); }
+
     /* 0, or -ENODEV without power. */
     int32_t set_speaker(bool on);
     int32_t set_canceller(bool on);
@@ -112,6 +115,7 @@ class Audio {
     ev_async room_{};
     ev_timer tick_{};
     std::deque<Play> waiting_; /* for room in the queue */
+    std::function<void(const Turn &turn)> listener_ = [](const Turn &) {};
 
     NoiseBurst burst_;
     SampleQueue queue_{speaker_queue_samples};

@@ -22,7 +22,7 @@ namespace board {
 struct Notes {
     std::optional<int32_t> bound;           /* switch_ch5_res */
     std::optional<BitrateControl> bitrate;  /* control_bitrate, the last that was accepted */
-    bool motion = false;                    /* start_md, stop_md */
+    bool motion = true;                     /* start_md, stop_md */
     std::vector<int32_t> motion_sense;      /* none, one for the whole picture, or one for each region */
     std::optional<int32_t> sound_threshold; /* set_lsd_threshold */
     uint32_t board_params = 0;              /* set_board_param: how many, ... */

@@ -3,6 +3,7 @@
 #include "board/boardd/picture/timestamp.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace board {
 
@@ -33,6 +34,17 @@ uint32_t exposure_us(const PictureSettings &settings, int32_t fps) {
 uint32_t gain_milli(const PictureSettings &settings) {
     const uint32_t night_milli = settings.lamp ? gain_lamp_milli : gain_night_milli;
     return settings.night ? night_milli : gain_day_milli;
+}
+
+/* Does luma stay what it is, when one takes the place of the other? */
+bool looks_alike(const PictureSettings &one, const PictureSettings &other) {
+    return one.flip == other.flip && one.wdr == other.wdr && one.night == other.night &&
+           one.lamp == other.lamp && one.flicker_hz == other.flicker_hz;
+}
+
+/* The same of the world, but for what its light does. */
+bool looks_alike(const Moment &one, const Moment &other) {
+    return one.view.pan == other.view.pan && one.view.tilt == other.view.tilt && one.lamp == other.lamp;
 }
 
 } // namespace
@@ -80,12 +92,13 @@ bool Picture::begin_frame(bool scene) {
         const std::lock_guard<std::mutex> lock(mutex_);
         changed = used_changes_ != changes_;
         if (changed) {
+            look_ += looks_alike(used_, settings_) ? 0U : 1U;
             used_ = settings_;
             used_changes_ = changes_;
         }
     }
-    const Moment before = moment_;
-    moment_ = world_.moment();
+    const Moment before = std::exchange(moment_, world_.moment());
+    look_ += looks_alike(before, moment_) ? 0U : 1U;
     changed = changed || moment_.lamp != before.lamp || used_scene_ != scene;
     used_scene_ = scene;
     if (changed) {
@@ -118,6 +131,9 @@ void Picture::paint(const Planes &planes, bool scene, uint32_t frame) {
     if (used_.flip) {
         flip(planes);
     }
+}
+
+void Picture::draw(const Planes &planes) const {
     if (used_.track) {
         draw_track(planes, *used_.track);
     }

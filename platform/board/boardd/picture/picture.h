@@ -47,11 +47,18 @@ class Picture {
     /* The number of changes that this frame shows. */
     uint32_t changes_shown() const { return used_changes_ + moment_.changes; }
 
+    /* How often a change has made the picture as a whole another one: turned the view, turned it upside down,
+     * made it brighter; wraps. What looks for motion starts anew then. */
+    uint32_t look() const { return look_; }
+
     /* Its time stamp, empty when that is not shown. */
     std::string stamp(uint32_t frame) const;
 
-    /* Does what the settings say. `scene` says that the frame is the test scene's. */
+    /* Does what the settings say, but for what is drawn. `scene` says that the frame is the test scene's. */
     void paint(const Planes &planes, bool scene, uint32_t frame);
+
+    /* Draws the tracking rectangle, if there is one. */
+    void draw(const Planes &planes) const;
 
     /* Measures what a frame looks like, for the exposure. */
     void measure(const Plane &y) { luma_mean_.store(mean_luma(y), std::memory_order_relaxed); }
@@ -68,6 +75,7 @@ class Picture {
     /* The capture's thread only: the settings in use and what follows from them. */
     PictureSettings used_;
     uint32_t used_changes_ = 0;
+    uint32_t look_ = 0;
     Moment moment_{};         /* of the world, for this frame */
     bool used_scene_ = false; /* the frame is the test scene's */
     bool tone_ = false;

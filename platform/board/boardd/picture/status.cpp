@@ -75,10 +75,19 @@ json_object *picture_object(Board &board) {
                       {"raw_frames", number(int64_t{board.snapshots().raws()})}});
 }
 
-json_object *detection_object(const Notes &notes) {
+json_object *detection_object(const Analytics &analytics, const Notes &notes) {
+    const AnalyticsCounts counts = analytics.counts();
     return object_of({{"motion", flag(notes.motion)},
                       {"motion_sense", array_of(notes.motion_sense)},
-                      {"sound_threshold", number(notes.sound_threshold)}});
+                      {"sound_threshold", number(notes.sound_threshold)},
+                      {"detecting", flag(analytics.settings().detecting)},
+                      {"tracking", flag(analytics.settings().tracking)},
+                      {"lowest", flag(analytics.settings().sensitivity.lowest)},
+                      {"frames", number(int64_t{counts.frames})},
+                      {"relearnt", number(int64_t{counts.relearnt})},
+                      {"motion_events", number(int64_t{counts.events})},
+                      {"directions", number(int64_t{counts.directions})},
+                      {"sound_events", number(int64_t{counts.sounds})}});
 }
 
 json_object *notes_object(const Notes &notes) {
@@ -90,9 +99,9 @@ json_object *notes_object(const Notes &notes) {
 
 } // namespace
 
-void add_picture_status(json_object *root, Board &board, const Notes &notes) {
+void add_picture_status(json_object *root, Board &board, const Analytics &analytics, const Notes &notes) {
     json_object_object_add(root, "picture", picture_object(board));
-    json_object_object_add(root, "detection", detection_object(notes));
+    json_object_object_add(root, "detection", detection_object(analytics, notes));
     json_object_object_add(root, "notes", notes_object(notes));
 }
 

@@ -1,0 +1,139 @@
+// What is told of motion, when, and which way the camera is to turn.
+
+#include "board/boardd/analytics/frame_tap.h"
+#include "board/boardd/analytics/motion_report.h"
+#include "board/boardd/analytics/track_rule.h"
+
+#include <gtest/gtest.h>
+#include <thread>
+
+namespace {
+
+using namespace board;
+
+constexpr uint64_t s = 1'000'000;
+constexpr Motion there = {120, 96, 64, 48, 2100};
+
+TEST(MotionReport, TellsTheBeginEachSecondAndTheEnd) {
+    MotionReport report;
+    EXPECT_EQ(report.step(std::nullopt, 1 * s), std::nullopt);
+    EXPECT_EQ(report.step(there, 2 * s), "Motion x=120 y=96 w=64 h=48 area=2100");
+    EXPECT_EQ(report.step(there, 2 * s + 999'999), std::nullopt);
+    EXPECT_EQ(report.step(there, 3 * s), "Motion x=120 y=96 w=64 h=48 area=2100");
+    EXPECT_EQ(report.step(std::nullopt, 4 * s), std::nullopt);
+    EXPECT_EQ(report.step(std::nullopt, 5 * s), "MotionEnd");
+    EXPECT_EQ(report.step(std::nullopt, 9 * s), std::nullopt) << "once";
+}
+
+TEST(MotionReport, NeverTellsMoreOftenThanOnceASecond) {
+    MotionReport report;
+    int told = 0;
+    for (uint64_t time_us = s; time_us < 11 * s; time_us += 50'000) {
+        const auto text = report.step(there, time_us);
+        told += text ? 1 : 0;
+        if (time_us % 150'000 == 0) {
+            report.stop();
+        }
+    }
+    EXPECT_EQ(told, 10);
+}
+
+TEST(MotionReport, AStopIsAnEndOnlyOfWhatHasBegun) {
+    MotionReport report;
+    EXPECT_EQ(report.stop(), std::nullopt);
+    EXPECT_TRUE(report.step(there, s));
+    EXPECT_EQ(report.stop(), "MotionEnd");
+    EXPECT_EQ(report.stop(), std::nullopt);
+}
+
+Motion at(int32_t x, int32_t y) {
+    return {x - 20, y - 20, 40, 40, 1000};
+}
+
+struct Place {
+    int32_t x, y, horizontal, vertical;
+};
+
+class Directions : public testing::TestWithParam<Place> {};
+
+TEST_P(Directions, BringBackToTheMiddle) {
+    const Place &place = GetParam();
+    TrackRule rule;
+    const auto direction = rule.step(at(place.x, place.y), s);
+    if (place.horizontal == 0 && place.vertical == 0) {
+        EXPECT_FALSE(direction);
+        return;
+    }
+    ASSERT_TRUE(direction);
+    EXPECT_EQ(direction->horizontal, place.horizontal);
+    EXPECT_EQ(direction->vertical, place.vertical);
+    EXPECT_EQ(direction->reserved, 0);
+}
+
+// 640 pixels are 110 degrees: a step of half a degree is 2.9 pixels.
+INSTANTIATE_TEST_SUITE_P(Places, Directions,
+                         testing::Values(Place{320, 192, 0, 0}, Place{400, 240, 0, 0}, Place{240, 144, 0, 0},
+                                         Place{401, 192, 28, 0}, Place{239, 192, -28, 0},
+                                         Place{620, 192, 30, 0}, Place{20, 192, -30, 0},
+                                         Place{320, 243, 0, 16}, Place{320, 141, 0, -16},
+                                         Place{620, 364, 30, 30}, Place{20, 20, -30, -30}));
+
+TEST(TrackRule, TellsAtMostTwiceASecond) {
+    TrackRule rule;
+    int told = 0;
+    for (uint64_t time_us = s; time_us < 11 * s; time_us += 50'000) {
+        told += rule.step(at(600, 192), time_us) ? 1 : 0;
+    }
+    EXPECT_EQ(told, 20);
+    EXPECT_FALSE(rule.step(std::nullopt, 100 * s));
+}
+
+TEST(FrameTap, TakesAPictureNowAndThenWhileItIsOpen) {
+    std::vector<uint8_t> bytes(size_t{64} * 32, 7);
+    const Plane plane = {bytes.data(), 64, 60, 32};
+    FrameTap tap;
+    TappedFrame frame;
+    tap.offer(plane, s, 0);
+    EXPECT_FALSE(tap.wait(&frame, 0)) << "closed";
+    tap.open(true);
+    tap.offer(plane, s, 3);
+    ASSERT_TRUE(tap.wait(&frame, 0));
+    EXPECT_EQ(frame.width, 60);
+    EXPECT_EQ(frame.height, 32);
+    EXPECT_EQ(frame.luma.size(), size_t{60} * 32) << "rows without gaps";
+    EXPECT_EQ(frame.time_us, s);
+    EXPECT_EQ(frame.look, 3U);
+    EXPECT_FALSE(tap.wait(&frame, 0)) << "once";
+    tap.offer(plane, s + 60'000, 3);
+    EXPECT_FALSE(tap.wait(&frame, 0)) << "too early";
+    int taken = 0;
+    for (uint64_t time_us = 2 * s; time_us < 12 * s; time_us += 66'667) {
+        tap.offer(plane, time_us, 3);
+        taken += tap.wait(&frame, 0) ? 1 : 0;
+    }
+    EXPECT_NEAR(taken, 50, 2);
+}
+
+TEST(FrameTap, TakesAPartOfTheRowsOfALargePicture) {
+    std::vector<uint8_t> bytes(size_t{16} * 1440);
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        bytes[i] = static_cast<uint8_t>(i / 16 % 251);
+    }
+    FrameTap tap;
+    tap.open(true);
+    tap.offer({bytes.data(), 16, 16, 1440}, s, 0);
+    TappedFrame frame;
+    ASSERT_TRUE(tap.wait(&frame, 0));
+    EXPECT_EQ(frame.height, 480);
+    EXPECT_EQ(frame.luma[size_t{16} * 100], 300 % 251) << "each third";
+}
+
+TEST(FrameTap, AWaitCanBeEnded) {
+    FrameTap tap;
+    std::thread waker([&] { tap.wake(); });
+    TappedFrame frame;
+    EXPECT_FALSE(tap.wait(&frame, 60'000));
+    waker.join();
+}
+
+} // namespace
