@@ -137,8 +137,7 @@ Source::Kind Source::kind_of(const std::string &text) {
 std::string Source::description(int32_t fps) const {
     switch (kind_) {
     case Kind::scene:
-        return "videotestsrc is-live=true pattern=ball animation-mode=running-time "
-               "background-color=0xff3a5a6e foreground-color=0xfffff0c0 ! "
+        return "videotestsrc is-live=true pattern=black ! "
                "video/x-raw,format=I420,framerate=" +
                std::to_string(fps) + "/1";
     case Kind::file:

@@ -1,7 +1,7 @@
 /*
  * Where the picture comes from: what the --source option says, as elements of a GStreamer pipeline.
  *
- *     (nothing)                  the test scene: a moving ball
+ *     (nothing)                  the test scene: frames to be painted by it (scene/scene.h)
  *     video.mp4                  a video file, played in a loop
  *     rtsp://host/path           any URI that GStreamer plays
  *     v4l2src device=/dev/video0 any source as gst-launch-1.0 takes it, one element or a chain of them
@@ -30,8 +30,8 @@ class Source {
     /* For people: the option's text, or "test scene". */
     std::string name() const { return is_scene() ? "test scene" : text_; }
 
-    /* The elements as gst_parse_launch takes them. The test scene makes `fps` frames per second; others what
-     * they like. */
+    /* The elements as gst_parse_launch takes them. The test scene makes `fps` frames per second,
+     * black ones; others what they like. */
     std::string description(int32_t fps) const;
 
   private:

@@ -9,7 +9,7 @@ namespace board {
 
 namespace {
 
-/* How much the lamp brings at night. */
+/* How much the lamp brings at night, to a source that knows nothing of light. */
 constexpr double lamp_gain = 1.6;
 
 /* The model of the sensor: what its automatic exposure would choose. */
@@ -96,10 +96,12 @@ bool Picture::begin_frame(bool scene) {
             used_ = settings_;
             used_changes_ = changes_;
         }
-        const Moment before = std::exchange(moment_, world_.moment());
-        look_ += looks_alike(before, moment_) ? 0U : 1U;
-        changed = changed || moment_.lamp != before.lamp;
     }
+    const Moment before = moment_;
+    moment_ = world_.moment();
+    look_ += looks_alike(before, moment_) ? 0U : 1U;
+    changed = changed || moment_.lamp != before.lamp || used_scene_ != scene;
+    used_scene_ = scene;
     if (changed) {
         work_out_tables();
     }
@@ -107,7 +109,7 @@ bool Picture::begin_frame(bool scene) {
 }
 
 void Picture::work_out_tables() {
-    const bool lit = moment_.lamp && used_.night;
+    const bool lit = moment_.lamp && used_.night && !used_scene_; // the scene has a light of its own
     tone_ = used_.wdr || lit;
     tone_curve_ =
         chained(lit ? gain_curve(lamp_gain) : plain_curve(), used_.wdr ? wdr_curve() : plain_curve());
@@ -117,7 +119,7 @@ void Picture::work_out_tables() {
 
 void Picture::paint(const Planes &planes, bool scene, uint32_t frame) {
     if (scene) {
-        scene_.paint(planes, used_.flicker_hz, frame);
+        scene_.paint(planes, moment_, used_.flicker_hz, frame);
     }
     if (tone_) {
         apply_curve(planes.y, tone_curve_, 0, planes.y.height);

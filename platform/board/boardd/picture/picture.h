@@ -2,7 +2,7 @@
  * The image signal processor: makes each captured frame look as the settings say, before the time stamp is
  * written into it and encoders, snapshots and raw frames get it.
  *
- *     scene's wall and bands -> tone -> colour -> upside down -> tracking rectangle -> (time stamp)
+ *     (test scene) -> tone -> colour -> upside down -> tracking rectangle -> (time stamp)
  *
  * All of it is done in place, with tables that are worked out when the settings change; what is off costs
  * nothing. Time stamp and rectangle stay upright when the picture is flipped.
@@ -14,8 +14,8 @@
 #define PLATFORM_BOARD_BOARDD_PICTURE_PICTURE_H
 
 #include "board/boardd/picture/effects.h"
-#include "board/boardd/picture/scene.h"
 #include "board/boardd/picture/settings.h"
+#include "board/boardd/scene/scene.h"
 #include "board/boardd/scene/world.h"
 
 #include <atomic>
@@ -76,7 +76,8 @@ class Picture {
     PictureSettings used_;
     uint32_t used_changes_ = 0;
     uint32_t look_ = 0;
-    Moment moment_{}; /* of the world, for this frame */
+    Moment moment_{};         /* of the world, for this frame */
+    bool used_scene_ = false; /* the frame is the test scene's */
     bool tone_ = false;
     Curve tone_curve_{};
     bool tint_ = false;

@@ -1,8 +1,6 @@
 // What is done to pixels, on small pictures made by hand.
 
 #include "board/boardd/picture/effects.h"
-#include "board/boardd/picture/scene.h"
-#include "board/boardd/picture/settings.h"
 #include "platform/board/picture/canvas.h"
 
 #include <climits>
@@ -167,34 +165,6 @@ TEST(Effects, MeanLumaIsThatOfThePicture) {
         }
     }
     EXPECT_EQ(mean_luma(canvas.planes().y), 60U);
-}
-
-TEST(SceneTest, HasADarkWallAndEvenLight) {
-    Canvas canvas(64, 64, 100);
-    Scene().paint(canvas.planes(), scene_mains_hz, 7);
-    const int32_t top = wall_top(canvas.planes().y);
-    EXPECT_EQ(canvas.y(5, 0), 100);
-    EXPECT_EQ(canvas.y(5, top - 1), 100);
-    EXPECT_LT(canvas.y(5, top), 60);
-    EXPECT_LT(canvas.y(5, 63), 60);
-}
-
-TEST(SceneTest, UnderTheWrongFrequencyItHasBandsThatRoll) {
-    Canvas first(64, 64, 100);
-    Canvas second(64, 64, 100);
-    Scene().paint(first.planes(), 60, 0);
-    Scene().paint(second.planes(), 60, 1);
-    int least = 255;
-    int most = 0;
-    int moved = 0;
-    for (int y = 0; y < wall_top(first.planes().y); ++y) {
-        least = std::min<int>(least, first.y(0, y));
-        most = std::max<int>(most, first.y(0, y));
-        moved += first.y(0, y) != second.y(0, y) ? 1 : 0;
-    }
-    EXPECT_LT(least, 92);
-    EXPECT_GT(most, 108);
-    EXPECT_GT(moved, 30);
 }
 
 } // namespace
