@@ -45,6 +45,8 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"snapshot", "--raw"},
                            {"listen", "x.ogg"},
                            {"ban", "now"},
+                           {"events", "now"},
+                           {"motor", "--move", "--no-move"},
                            {"cmd"},
                            {"cmd", "osd"},
                            {"cmd", "ir-lamp"},
@@ -62,8 +64,9 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
 TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto help = run_ctl({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char *name : {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor",
-                             "reload", "snapshot", "listen", "talk", "ban", "unban", "cmd", "completion"}) {
+    for (const char *name :
+         {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor", "reload", "snapshot",
+          "listen", "talk", "ban", "unban", "cmd", "events", "motor", "completion"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});
@@ -92,6 +95,7 @@ TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
                               {"listen", dir_.file("x.wav")},
                               {"ban"},
                               {"unban"},
+                              {"events"},
                               {"cmd", "osd-on"}};
     for (const Words &words : commands) {
         const auto outcome = run_ctl(words);
