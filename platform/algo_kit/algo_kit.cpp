@@ -14,6 +14,8 @@ using namespace algo_kit;
 
 namespace {
 
+constexpr int32_t unknown = -1;
+
 /* What boardd is told. */
 struct Wishes {
     int32_t detect;
@@ -68,9 +70,7 @@ bool tell_one(uint32_t op, int32_t wanted, int32_t *known) {
     const bool good = op == board::op_algo_param ? session_call(session, op, board::algo_param_sensitivity,
                                                                 &wanted, sizeof wanted) == 0
                                                  : session_call(session, op, wanted, nullptr, 0) == 0;
-    if (good) {
-        *known = wanted;
-    }
+    *known = good ? wanted : unknown; // what it has not answered, it may do all the same
     return good;
 }
 

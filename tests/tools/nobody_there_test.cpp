@@ -65,6 +65,8 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"scene", "view", "161", "0"},
                            {"scene", "view", "0", "-31"},
                            {"scene", "show", "it"},
+                           {"events", "now"},
+                           {"motor", "--move", "--no-move"},
                            {"cmd"},
                            {"cmd", "osd"},
                            {"cmd", "ir-lamp"},
@@ -102,7 +104,7 @@ TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     EXPECT_EQ(help.exit_code, 0);
     for (const char *name :
          {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor", "reload", "snapshot",
-          "listen", "talk", "ban", "unban", "night", "scene", "cmd", "completion", "help"}) {
+          "listen", "talk", "ban", "unban", "night", "scene", "cmd", "events", "motor", "completion", "help"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});
@@ -149,6 +151,7 @@ TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
                               {"listen", dir_.file("x.wav")},
                               {"ban"},
                               {"unban"},
+                              {"events"},
                               {"cmd", "osd-on"}};
     for (const Words &words : commands) {
         const auto outcome = run_ctl(words);

@@ -1,5 +1,6 @@
 #include "platform/board/fake_board.h"
 
+#include "board/analytics_protocol.h"
 #include "board/client/control_call.h"
 #include "libshbf.h"
 #include "run_dir/run_dir.h"
@@ -40,6 +41,10 @@ FakeBoard::FakeBoard(double init_delay_s)
     if (shbfev_brd_start(loop_, microphone_) < 0) {
         throw std::runtime_error("cannot serve the microphone");
     }
+    analytics_ = shbfev_brd_create(algo_path);
+    if (shbfev_brd_start(loop_, analytics_) < 0) {
+        throw std::runtime_error("cannot serve the analytics");
+    }
     thread_ = std::thread([this] { ev_run(loop_, 0); });
 }
 
@@ -51,6 +56,7 @@ FakeBoard::~FakeBoard() {
         shbfev_brd_destroy(channel);
     }
     shbfev_brd_destroy(microphone_);
+    shbfev_brd_destroy(analytics_);
     close(listener_);
     if (connection_watcher_.data != nullptr) {
         close(connection_watcher_.fd);

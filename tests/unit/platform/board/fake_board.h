@@ -30,7 +30,10 @@ class FakeBoard {
     /* As above, on the microphone's channel. */
     void publish_block(const std::string &bytes) { publish_on(microphone_, bytes); }
 
-    /* Sends a plain message there, which a true boardd never does. */
+    /* As above, on the analytics' channel. */
+    void publish_detection(const std::string &bytes) { publish_on(analytics_, bytes); }
+
+    /* Sends a plain message on the main stream's, which a true boardd never does. */
     void publish_message(const std::string &bytes);
 
     /* Messages that came on the main stream's channel so far. */
@@ -56,6 +59,7 @@ class FakeBoard {
     board::ControlRequest delayed_{};
     shbfev_brd_t *channels_[board::venc_channels] = {};
     shbfev_brd_t *microphone_;
+    shbfev_brd_t *analytics_;
     std::mutex mutex_;
     std::vector<std::string> messages_;
     std::thread thread_;
