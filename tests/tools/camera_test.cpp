@@ -63,6 +63,10 @@ TEST_F(Camera, ThatIsOffGivesNoneAndSaysWhy) {
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_NE(outcome.output.find("the camera is switched off"), std::string::npos) << outcome.output;
     EXPECT_FALSE(std::filesystem::exists(file("x.png")));
+    const auto idr = run_ctl({"idr", "sub"});
+    EXPECT_EQ(idr.exit_code, 1);
+    EXPECT_NE(idr.output.find("the camera is switched off: strellctl set power on"), std::string::npos)
+        << idr.output;
 }
 
 TEST_F(Camera, LetsItsMicrophoneBeHeard) {
@@ -122,6 +126,17 @@ TEST_F(Camera, ThatStandsStillHoldsUpNoCommandForEver) {
     EXPECT_EQ(outcome.exit_code, 1);
     EXPECT_NE(outcome.output.find("no acknowledgement came within 2 s"), std::string::npos) << outcome.output;
     EXPECT_EQ(run_ctl({"cmd", "osd-on"}).exit_code, 0);
+}
+
+TEST_F(Camera, ThatBringsNoFramesIsLookedInto) {
+    ASSERT_EQ(support::run({support::program("boardctl"), "stall", "0"}).exit_code, 0);
+    const auto stalled = run_ctl({"idr", "main"});
+    EXPECT_EQ(stalled.exit_code, 1);
+    EXPECT_NE(stalled.output.find("the board is told to fail"), std::string::npos) << stalled.output;
+    EXPECT_NE(stalled.output.find("boardctl clear"), std::string::npos) << stalled.output;
+    EXPECT_EQ(run_ctl({"idr", "sub"}).exit_code, 0);
+    ASSERT_EQ(support::run({support::program("boardctl"), "clear"}).exit_code, 0);
+    EXPECT_EQ(run_ctl({"idr", "main"}).exit_code, 0);
 }
 
 } // namespace

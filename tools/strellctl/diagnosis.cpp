@@ -61,7 +61,7 @@ std::string why_no_frames(const Stream &stream) {
     if (!daemon_answers(stream)) {
         return "strell_v2 does not answer: see its log";
     }
-    for (const std::string &text : {store_explanation(), board_explanation(stream)}) {
+    for (const std::string &text : {store_explanation(), why_camera_rests(), board_explanation(stream)}) {
         if (!text.empty()) {
             return text;
         }
