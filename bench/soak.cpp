@@ -41,7 +41,9 @@ constexpr Amounts first = {100, 90, 10, 100, 100};
 
 /* A stage of the rest. */
 Amounts stage_amounts() {
-    const auto stage = [](int all, int done) { return bench::scaled((all - done + stages - 1) / stages, 10); };
+    const auto stage = [](int all, int done) {
+        return bench::scaled((all - done + stages - 1) / stages, 10);
+    };
     return {stage(100000, first.commands), stage(9000, first.jpegs), stage(1000, first.raw_frames),
             stage(10000, first.changes), stage(1000, first.cycles)};
 }

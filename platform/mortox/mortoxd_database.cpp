@@ -279,9 +279,9 @@ Database Database::open_file(const std::string &name_space, const std::string &p
     }
 }
 
-// A write into blocks that the log has already is synced in half the time: the file system's own journal has
-// no part in it. The zeros behind the log's end are none of its pages, as SQLite sees it. When there is no
-// room for them the log grows as it is needed.
+// A write into blocks that the log has already is synced in some half of the time: the file system's own
+// journal has no part in it. The zeros behind the log's end are none of its pages, as SQLite sees it. When
+// there is no room for them the log grows as it is needed.
 void Database::lay_out_log() {
     constexpr sqlite3_int64 log_bytes = sqlite3_int64{log_pages_max + 16} * (4096 + 24);
     sqlite3_file *log = nullptr;
