@@ -299,14 +299,22 @@ int32_t osd_destory_track(void);
 /*
  * Motion sensitivity. With `count` 32, `value` is the address of 32 int32_t, one for each region; with
  * `count` 4 it is the sensitivity itself, for the whole picture. (One call for both is how boards have it.)
+ *
+ * The picture has 8 x 4 regions, row by row from the upper left; a motion belongs to the region that its
+ * middle is in. 0 and less switch a region off; 1 is the least, 5 the most sensitive one, more counts as 5; 3
+ * unless it was set. At 3 a motion has to cover 0.4 % of the picture, at each level more half of that.
  */
 int32_t set_md_sense(intptr_t value, int32_t count);
 
-/* Motion detection on and off. */
+/* Motion detection on (at first) and off. Tracking (libalgo_kit.h) is another matter. */
 int32_t start_md(void);
 int32_t stop_md(void);
 
-/* Sound level above which a sound is abnormal. */
+/*
+ * Sound level above which a sound is abnormal: decibels below full scale, plus 100. 100 is the level of a
+ * full-scale square wave, 97 of a full-scale sine; a voice near the microphone has some 80. 90 unless it was
+ * set; 0 and less switch the detector off.
+ */
 int32_t set_lsd_threshold(int32_t threshold);
 
 /* Everything else: an AV command that the daemon does not know, with its payload (libav_cmd.h). */
