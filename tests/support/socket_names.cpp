@@ -36,12 +36,13 @@ void keep_identity(uid_t user, gid_t group) {
 }
 
 bool leave_for_own_namespace() {
-    if (unshare(CLONE_NEWNET) == 0) {
+    constexpr int names = CLONE_NEWNET | CLONE_NEWIPC;
+    if (unshare(names) == 0) {
         return true;
     }
     const uid_t user = geteuid();
     const gid_t group = getegid();
-    if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) {
+    if (unshare(CLONE_NEWUSER | names) != 0) {
         return false;
     }
     keep_identity(user, group);

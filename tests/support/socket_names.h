@@ -1,9 +1,9 @@
 /*
- * Abstract socket names of a test's own.
+ * Abstract socket names, and System V keys, of a test's own.
  *
- * The command socket has an abstract name. Such names are in no directory, so a private run directory
- * (scratch.h) does not keep two tests apart that both run a daemon, or its stand-in. What does is a network
- * namespace for each: every process that the test starts is in it too.
+ * The command socket has an abstract name, and the tracking mailbox a key. Such names are in no directory, so
+ * a private run directory (scratch.h) does not keep two tests apart that both run a daemon, or its stand-in.
+ * What does is a network and a System V namespace for each: every process that the test starts is in it too.
  */
 #ifndef TESTS_SUPPORT_SOCKET_NAMES_H
 #define TESTS_SUPPORT_SOCKET_NAMES_H
@@ -13,8 +13,8 @@
 namespace support {
 
 /*
- * Moves the calling thread, and so all threads and processes that it starts from now on, into a network
- * namespace that nobody else is in. Once for a process; further objects find it done. To be made before the
+ * Moves the calling thread, and so all threads and processes that it starts from now on, into namespaces
+ * that nobody else is in. Once for a process; further objects find it done. To be made before the
  * test starts anything, as the first member of its fixture: who runs as an ordinary user can move only while
  * there is no other thread.
  *
