@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 #include <string>
+#include <sys/shm.h>
 
 using support::eventually;
 using support::System;
@@ -51,14 +52,45 @@ TEST_P(ObeySetting, ReachesTheBoardAndComesBack) {
 
 INSTANTIATE_TEST_SUITE_P(
     Keys, ObeySetting,
-    testing::Values(Setting{"flip", "on", R"("flip":true)", "off", R"("flip":false)"},
-                    Setting{"watermark", "off", R"("overlay":false)", "on", R"("overlay":true)"},
-                    Setting{"wdr", "on", R"("wdr":true)", "off", R"("wdr":false)"},
-                    Setting{"flicker", "60", R"("flicker_hz":60)", "50", R"("flicker_hz":50)"},
-                    Setting{"regioncode", "IN", R"("region":1)", "US", R"("region":0)"},
-                    Setting{"power", "off", R"("streaming":false)", "on", R"("streaming":true)"},
-                    Setting{"bind_status", "no", R"("bound":0)", "ok", R"("bound":1)"}),
+    testing::Values(
+        Setting{"flip", "on", R"("flip":true)", "off", R"("flip":false)"},
+        Setting{"watermark", "off", R"("overlay":false)", "on", R"("overlay":true)"},
+        Setting{"wdr", "on", R"("wdr":true)", "off", R"("wdr":false)"},
+        Setting{"flicker", "60", R"("flicker_hz":60)", "50", R"("flicker_hz":50)"},
+        Setting{"regioncode", "IN", R"("region":1)", "US", R"("region":0)"},
+        Setting{"night_mode", "2", R"("night":true)", "1", R"("night":false)"},
+        Setting{"motion_region", "30", R"("motion_sense":[30])", "60", R"("motion_sense":[60])"},
+        Setting{"lsd_threshold", "70", R"("sound_threshold":70)", "50", R"("sound_threshold":50)"},
+        Setting{"motion_detection_enable", "on", R"("tracking":true)", "off", R"("tracking":false)"},
+        Setting{"algo_sensitivity", "lowest", R"("lowest":true)", "normal", R"("lowest":false)"},
+        Setting{"power", "off", R"("streaming":false)", "on", R"("streaming":true)"},
+        Setting{"bind_status", "no", R"("bound":0)", "ok", R"("bound":1)"}),
     [](const auto &row) { return std::string(row.param.key); });
+
+TEST_F(Obey, TrackingBringsAMailboxThatStays) {
+    ASSERT_TRUE(System::set("motion_detection_enable", "on"));
+    ASSERT_TRUE(system_.daemon->saw("info track_switch_cb(),[motion_detection_enable=on]"));
+    int id = -1;
+    ASSERT_TRUE(eventually([&] { return (id = shmget(0x1122, 60, 0)) >= 0; }));
+    ASSERT_TRUE(System::set("motion_detection_enable", "off"));
+    EXPECT_TRUE(system_.daemon->saw("error motor_rotate_task_thread has not running"));
+    EXPECT_TRUE(system_.daemon->saw("ret = -1, track_switch=0, enable or disable track switch failed!"));
+    shmid_ds mailbox = {};
+    ASSERT_EQ(shmctl(id, IPC_STAT, &mailbox), 0);
+    EXPECT_EQ(mailbox.shm_segsz, 60U);
+    EXPECT_EQ(mailbox.shm_nattch, 1U);
+    EXPECT_EQ(mailbox.shm_perm.mode & 0777U, 0666U);
+}
+
+TEST_F(Obey, NightModeEndsTheWorkerAndStartsItAgain) {
+    const auto worker = [&] { return support::thread_named(system_.daemon->pid(), "ankai_ircut_ctr"); };
+    ASSERT_TRUE(eventually([&] { return worker() > 0; }));
+    ASSERT_TRUE(System::set("night_mode", "1"));
+    EXPECT_TRUE(system_.daemon->saw("info [ircut_main_pthread 258] exit succ "));
+    EXPECT_TRUE(eventually([&] { return worker() == 0; }));
+    ASSERT_TRUE(System::set("night_mode", "0"));
+    EXPECT_TRUE(eventually([&] { return worker() > 0; }));
+}
 
 // ---- pictures and sound ----
 

@@ -17,6 +17,13 @@ namespace {
 
 constexpr char not_running[] = "err: motor_rotate_task_thread has not running\n";
 
+/* As the process starts, before main: fixtures change it later. */
+struct AtStart {
+    TrackMailbox *mailbox = track_mailbox;
+    int32_t active = track_shm_active;
+};
+const AtStart at_start;
+
 class TrackMailboxTest : public DaemonTest {
   protected:
     static int32_t track(int32_t horizontal, int32_t vertical, int32_t reserved = 0,
@@ -51,6 +58,11 @@ using TrackMailboxStart = TrackMailboxTest;
 using TrackMailboxDeathTest = TrackMailboxTest;
 
 // ---- algo_shm_init ----
+
+TEST_F(TrackMailboxStart, IsNeitherThereNorActiveWhenTheProcessStarts) {
+    EXPECT_EQ(at_start.mailbox, nullptr);
+    EXPECT_EQ(at_start.active, 0);
+}
 
 TEST_F(TrackMailboxStart, MakesASegmentOfSixtyBytesForEverybodyAndAttachesIt) {
     script.results = {{"shmget", 77}};

@@ -226,6 +226,16 @@ TEST_F(IrcutMode, AutomaticTakesAPositiveResultForSuccessButNobodyJoinsAThreadTh
     EXPECT_EQ(ircut_controller.running, 0);
 }
 
+TEST_F(IrcutMode, NoWorkerIsJoinedTwiceAlsoWhenTheNextOneIsNone) {
+    ircut_controller.ircut_mode = 1;
+    script.pthread_create_results = {{2, EAGAIN}};
+    for (const int32_t mode : {0, 1, 0, 1}) {
+        ircut_mode_switch(mode);
+    }
+    EXPECT_EQ(script.entries("pthread_"),
+              (Entries{"pthread_create(1, default)", "pthread_join(1)", "pthread_create(2, default)"}));
+}
+
 TEST_F(IrcutMode, JoinsTheWorkerThatAutomaticHasStarted) {
     ircut_controller.ircut_mode = 1;
     ircut_mode_switch(0);

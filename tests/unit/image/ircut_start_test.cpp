@@ -10,7 +10,25 @@ constexpr char creates[] = "pthread_create(1, default)";
 constexpr char enters[] = "info: oru_ircut_exit enter\n";
 constexpr char init_failed[] = "err: oru_ircut_init(): init fail\n";
 
+/* As the process starts, before main: fixtures change it later. */
+struct AtStart {
+    int32_t inited = ircut_controller.inited;
+    int32_t running = ircut_controller.running;
+    int32_t ircut_mode = ircut_controller.ircut_mode;
+    bool joinable = ircut_controller.joinable;
+    int32_t lamp_step = ircut_controller.lamp_step;
+};
+const AtStart at_start;
+
 class IrcutStart : public Ircut {};
+
+TEST_F(IrcutStart, FindsAllAtZeroWhenTheProcessStarts) {
+    EXPECT_EQ(at_start.inited, 0);
+    EXPECT_EQ(at_start.running, 0);
+    EXPECT_EQ(at_start.ircut_mode, 0);
+    EXPECT_FALSE(at_start.joinable);
+    EXPECT_EQ(at_start.lamp_step, 0);
+}
 
 // ---- oru_ircut_init ----
 
