@@ -14,6 +14,12 @@ BoardTest::BoardTest() {
     }
 }
 
+void BoardTest::TearDown() {
+    if (HasFailure() && boardd_) {
+        std::fprintf(stderr, "boardd said:\n%s", boardd_->output().c_str());
+    }
+}
+
 void BoardTest::start_boardd(const std::vector<std::string> &options) {
     boardd_.emplace(options);
 }

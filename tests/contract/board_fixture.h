@@ -43,6 +43,9 @@ class BoardTest : public testing::Test {
   protected:
     BoardTest();
 
+    /* Says what boardd said, when the test has failed. */
+    void TearDown() override;
+
     /* A boardd, with these options. */
     void start_boardd(const std::vector<std::string> &options = {});
 
