@@ -1,5 +1,6 @@
 #include "daemon/film.h"
 
+#include "daemon/frames.h"
 #include "support/process.h"
 #include "tools/ctl.h"
 
@@ -7,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <iterator>
@@ -87,19 +89,47 @@ std::vector<double> grid_of(const Picture &picture) {
     return grid;
 }
 
+uint64_t monotonic_us() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000000 + static_cast<uint64_t>(now.tv_nsec) / 1000;
+}
+
+/* Waits until what was captured before is out of the stream. */
+void see_the_present(const std::string &stream) {
+    const uint64_t now_us = monotonic_us();
+    const auto receiver =
+        support::attach(stream == "main" ? "/run/video_mainstream" : "/run/video_substream");
+    while (next_frame(receiver).info.timestamp_us < now_us && !testing::Test::HasFailure()) {
+    }
+}
+
+std::vector<Picture> recorded(const std::string &dir, const std::string &stream, const char *seconds) {
+    const std::string file = dir + "/film.mkv";
+    const std::string decoded = dir + "/film.y4m";
+    const auto record =
+        ctl_test::run_ctl({"record", stream, "-t", seconds, file}, support::Leaks::not_sought);
+    EXPECT_EQ(record.exit_code, 0) << record.output;
+    const auto decode = support::run(
+        {"ffmpeg", "-v", "error", "-y", "-i", file, "-pix_fmt", "yuv420p", "-f", "yuv4mpegpipe", decoded}, {},
+        3 * support::patience);
+    EXPECT_EQ(decode.exit_code, 0) << decode.output;
+    return frames_of(bytes_of(decoded));
+}
+
 } // namespace
 
 std::vector<Picture> film(const support::System &system, const std::string &stream) {
-    const std::string file = system.dir().file("film.mkv");
-    const std::string decoded = system.dir().file("film.y4m");
-    const auto record = ctl_test::run_ctl({"record", stream, "-t", "1", file});
-    EXPECT_EQ(record.exit_code, 0) << record.output;
-    const auto decode = support::run(
-        {"ffmpeg", "-v", "error", "-y", "-i", file, "-pix_fmt", "yuv420p", "-f", "yuv4mpegpipe", decoded});
-    EXPECT_EQ(decode.exit_code, 0) << decode.output;
-    std::vector<Picture> frames = frames_of(bytes_of(decoded));
-    EXPECT_GE(frames.size(), 5U) << "of a second of video";
-    frames.erase(frames.begin(), frames.begin() + static_cast<ptrdiff_t>(frames.size() / 2));
+    constexpr size_t least_frames = 5;
+    see_the_present(stream);
+    std::vector<Picture> frames;
+    // A machine that is busy with much else may bring a frame or two in a second.
+    for (const char *seconds : {"1", "4", "10"}) {
+        if (frames.size() < least_frames && !testing::Test::HasFailure()) {
+            frames = recorded(system.dir().path(), stream, seconds);
+        }
+    }
+    EXPECT_GE(frames.size(), least_frames);
     return frames;
 }
 

@@ -38,8 +38,8 @@ struct Part {
 
 constexpr Part whole_picture = {};
 
-/* Frames of a second of "main" or "sub", without the first ones, which may be older than a change that has
- * just been made. Empty, and a failure of the test, when it cannot be recorded or decoded. */
+/* At least five frames of "main" or "sub", of a second as a rule, all of them captured after the call. Empty,
+ * and a failure of the test, when they cannot be recorded or decoded. */
 std::vector<Picture> film(const support::System &system, const std::string &stream);
 
 /* A frame of such a film in which each pixel is the median of its values, so that nothing that moves is in

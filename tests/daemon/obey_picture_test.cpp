@@ -38,7 +38,7 @@ class ObeyPicture : public testing::Test {
 
     /* Writes the setting, and waits until the board says that it does so. */
     static void set(const std::string &key, const std::string &value, const std::string &effect) {
-        const auto outcome = ctl_test::run_ctl({"set", key, value});
+        const auto outcome = ctl_test::run_ctl({"set", key, value}, support::Leaks::not_sought);
         ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
         ASSERT_TRUE(eventually([&] { return board::BoardCtl().status().find(effect) != std::string::npos; }))
             << board::BoardCtl().status();
@@ -105,8 +105,6 @@ TEST_F(Bars, RegioncodeChoosesTheLayoutOfTheDate) {
     const Picture other = still(system_, "sub");
     EXPECT_GT(difference(us, other, date), 5 * noise) << "2026/11/21";
     EXPECT_LT(difference(us, other, middle), noise) << "the picture itself";
-    ASSERT_NO_FATAL_FAILURE(set("regioncode", "US", R"("region":0)"));
-    EXPECT_LT(difference(us, still(system_, "sub"), date), noise);
 }
 
 // ---- before the test scene, which has lamps in it that flicker with 50 Hz ----
@@ -136,11 +134,11 @@ double rolling(const std::vector<Picture> &frames) {
 }
 
 TEST_F(Lamps, FlickerKeepsTheirBandsOutOrNot) {
-    EXPECT_LT(rolling(film(system_, "sub")), 1);
+    EXPECT_LT(rolling(film(system_, "sub")), 0.5);
     ASSERT_NO_FATAL_FAILURE(set("flicker", "60", R"("flicker_hz":60)"));
-    EXPECT_GT(rolling(film(system_, "sub")), 3);
+    EXPECT_GT(rolling(film(system_, "sub")), 1.5);
     ASSERT_NO_FATAL_FAILURE(set("flicker", "50", R"("flicker_hz":50)"));
-    EXPECT_LT(rolling(film(system_, "sub")), 1);
+    EXPECT_LT(rolling(film(system_, "sub")), 0.5);
 }
 
 TEST_F(Lamps, FlipPutsTheDarkWallOnTop) {

@@ -26,7 +26,7 @@ class ObeyStreams : public testing::Test {
     ObeyStreams() { system_.start({"--source", daemon_test::colour_bars}); }
 
     static void set(const std::string &key, const std::string &value) {
-        const auto outcome = run_ctl({"set", key, value});
+        const auto outcome = run_ctl({"set", key, value}, support::Leaks::not_sought);
         ASSERT_EQ(outcome.exit_code, 0) << outcome.output;
     }
     static bool board_says(const std::string &text) {
@@ -116,7 +116,9 @@ TEST_F(ObeyStreams, ANewProfileIsTakenOverInTwoWritesWhileAllStayAttached) {
         ASSERT_EQ(next_frame(main).info.board24, old_size) << "the first write changes nothing";
     }
     ASSERT_NO_FATAL_FAILURE(set("hot_status", "changing"));
-    EXPECT_TRUE(eventually([] { return run_ctl({"get", "hot_status"}).output == "changed\n"; }));
+    EXPECT_TRUE(eventually([] {
+        return run_ctl({"get", "hot_status"}, support::Leaks::not_sought).output == "changed\n";
+    }));
     const Frame first = first_of(main, new_size);
     EXPECT_NE(first.info.is_key, 0U);
     EXPECT_EQ(first.info.board0, 0U) << "H.264";

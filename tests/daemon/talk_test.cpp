@@ -31,7 +31,7 @@ class Talk : public testing::Test {
     Samples played(const Samples &samples, uint32_t rate_hz, uint16_t channels, size_t wanted) {
         const std::string path = system_.dir().file("said.wav");
         daemon_test::write_wav(path, samples, rate_hz, channels);
-        const auto talk = run_ctl({"talk", path});
+        const auto talk = run_ctl({"talk", path}, support::Leaks::not_sought);
         EXPECT_EQ(talk.exit_code, 0) << talk.output;
         Samples result;
         EXPECT_TRUE(eventually([&] {
@@ -113,7 +113,7 @@ TEST_F(Talk, NothingIsHeardWhileTheSpeakerIsBanned) {
     ASSERT_TRUE(system_.daemon->saw("recv disable speaker cmd, dn_mode is 0"));
     const std::string path = system_.dir().file("banned.wav");
     daemon_test::write_wav(path, Samples(camera_rate_hz / 2, 1000), camera_rate_hz, 1);
-    ASSERT_EQ(run_ctl({"talk", path}).exit_code, 0);
+    ASSERT_EQ(run_ctl({"talk", path}, support::Leaks::not_sought).exit_code, 0);
     ASSERT_TRUE(system_.daemon->saw("###enable_aec###")) << "it is taken, and thrown away";
     ASSERT_EQ(run_ctl({"unban"}).exit_code, 0);
     ASSERT_TRUE(system_.daemon->saw("enable speaker, dn_mode is 0 "));

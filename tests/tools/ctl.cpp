@@ -20,15 +20,18 @@ Words command_of(const Words &words) {
     return command;
 }
 
+/* What takes some seconds by itself, at the end of them on a machine that is busy with much else. */
+constexpr auto end_patience = 3 * support::patience;
+
 /* GStreamer is in its process too. */
-Process::Environment environment() {
-    return support::board_environment(support::Leaks::sought);
+Process::Environment environment(support::Leaks leaks = support::Leaks::sought) {
+    return support::board_environment(leaks);
 }
 
 } // namespace
 
-support::Outcome run_ctl(const Words &words) {
-    return support::run(command_of(words), environment());
+support::Outcome run_ctl(const Words &words, support::Leaks leaks) {
+    return support::run(command_of(words), environment(leaks), end_patience);
 }
 
 std::unique_ptr<Process> start_ctl(const Words &words) {
@@ -38,7 +41,7 @@ std::unique_ptr<Process> start_ctl(const Words &words) {
 support::Outcome run_shell(const std::string &line, const std::string &dir) {
     Process::Environment with_ctl = environment();
     with_ctl["CTL"] = support::program("strellctl");
-    return support::run({"bash", "-c", "cd '" + dir + "'; " + line}, with_ctl);
+    return support::run({"bash", "-c", "cd '" + dir + "'; " + line}, with_ctl, end_patience);
 }
 
 Json::Json(const std::string &line) : root_(json_tokener_parse(line.c_str()), json_object_put) {

@@ -5,6 +5,7 @@
 #ifndef TESTS_TOOLS_CTL_H
 #define TESTS_TOOLS_CTL_H
 
+#include "support/board_process.h"
 #include "support/process.h"
 
 #include <memory>
@@ -18,8 +19,9 @@ namespace ctl_test {
 
 using Words = std::vector<std::string>;
 
-/* Runs "strellctl WORDS" to its end. Standard output and standard error come together. */
-support::Outcome run_ctl(const Words &words);
+/* Runs "strellctl WORDS" to its end. Standard output and standard error come together. A search for leaks
+ * makes it several times slower, which tests of something else can do without. */
+support::Outcome run_ctl(const Words &words, support::Leaks leaks = support::Leaks::sought);
 
 /* Starts it, to be talked to while it runs. */
 std::unique_ptr<support::Process> start_ctl(const Words &words);
