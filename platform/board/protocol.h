@@ -41,8 +41,8 @@ constexpr uint32_t control_timeout_ms = 2000;      /* a request that has no repl
 constexpr uint32_t init_timeout_ms = 5000; /* ... but op_system_init may start a camera or load a machine */
 
 /* What is asked; 0x10 to 0x3f are in picture_protocol.h, 0x50 to 0x5f in scene_protocol.h, 0x60 to 0x6f in
- * analytics_protocol.h. `value` and payload of the request; result and payload of the reply where there is more
- * than success. */
+ * analytics_protocol.h. `value` and payload of the request; result and payload of the reply where there is
+ * more than success. */
 enum ControlOp : uint32_t {
     op_system_init = 1, /* value: bind_status. Answered once frames are on their way, or none will come */
     op_system_exit =
