@@ -17,8 +17,8 @@
  * The callbacks run on the library's own threads, which block all signals, one at a time, and from within
  * oru_api_algo_init on. They do not call the library. After oru_api_algo_stop has returned on_event does not
  * run until oru_api_algo_start, after track_deinit on_track not until track_init, and after
- * oru_api_algo_deinit none at all. A callback that takes long delays the next one and nothing else; detections
- * that come meanwhile are kept, and lost when there are many.
+ * oru_api_algo_deinit none at all. A callback that takes long delays the next one and nothing else;
+ * detections that come meanwhile are kept, and lost when there are many.
  *
  * End: when a start-up fails, oru_api_algo_deinit comes last, after board_system_exit, also where
  * oru_api_algo_init never came: frames and audio have ended then. As a rule the process ends on a signal,
@@ -36,8 +36,8 @@ extern "C" {
 
 /*
  * A detection: a NUL-terminated text of `length` bytes without the NUL, valid during the call, at most 95
- * bytes of printable ASCII. A text that begins with "AbnormalSound" reports sound, every other one motion. The
- * result is not used.
+ * bytes of printable ASCII. A text that begins with "AbnormalSound" reports sound, every other one motion.
+ * The result is not used.
  *
  * The texts (numbers are decimal):
  *   "Motion x=120 y=96 w=64 h=48 area=2100"
@@ -48,8 +48,8 @@ extern "C" {
  *       Nothing has moved for 2 s, or motion detection was switched off. Follows each begin once, unless
  *       detection was paused meanwhile.
  *   "AbnormalSound level=93 threshold=90"
- *       A sound is louder than the threshold (set_lsd_threshold, libboardav.h), and at least 10 dB louder than
- *       what was heard before it: at its begin, and again while it goes on, until after some seconds it is
+ *       A sound is louder than the threshold (set_lsd_threshold, libboardav.h), and at least 10 dB louder
+ * than what was heard before it: at its begin, and again while it goes on, until after some seconds it is
  *       what is always heard. The level is that of the mean power over 100 ms in decibels below full scale,
  *       plus 100.
  * A reader passes over texts, and numbers behind those given here, that it does not know.
@@ -57,14 +57,14 @@ extern "C" {
  * Rates: at most one "Motion" text a second and one "MotionEnd" for each two seconds, and one "AbnormalSound"
  * a second.
  *
- * After a change of the picture as a whole (the view turns, day and night, lamp, flip, exposure ...), and after
- * the start, motion is not told for a second.
+ * After a change of the picture as a whole (the view turns, day and night, lamp, flip, exposure ...), and
+ * after the start, motion is not told for a second.
  */
 typedef int32_t (*algo_event_callback_t)(const char *text, int32_t length);
 
 /*
- * Where a tracked subject is, seen from the centre of the picture: by so many steps, of half a degree each, the
- * camera has to turn to bring it there. At most 30 steps each way. Little-endian when stored or sent.
+ * Where a tracked subject is, seen from the centre of the picture: by so many steps, of half a degree each,
+ * the camera has to turn to bring it there. At most 30 steps each way. Little-endian when stored or sent.
  */
 typedef struct TrackDirection {
     int32_t horizontal; /* pan steps, 0 for none; positive: the subject is to the right of the centre */
@@ -74,9 +74,9 @@ typedef struct TrackDirection {
 
 /*
  * A tracking result: `record` points to a TrackDirection of which `length` bytes, at most 12, are valid, and
- * which is not 0 both ways. Comes only while tracking is on (track_init), at most twice a second, not while the
- * subject is in the middle of the picture (a quarter of it each way), and not until the picture has been at
- * rest for a second after the view has turned. The result is not used.
+ * which is not 0 both ways. Comes only while tracking is on (track_init), at most twice a second, not while
+ * the subject is in the middle of the picture (a quarter of it each way), and not until the picture has been
+ * at rest for a second after the view has turned. The result is not used.
  */
 typedef int32_t (*algo_track_callback_t)(const void *record, int32_t length);
 

@@ -19,7 +19,7 @@ namespace board {
 
 constexpr int32_t region_columns = 8;
 constexpr int32_t region_rows = 4;
-static_assert(region_columns * region_rows == motion_regions);
+static_assert(size_t{region_columns} * region_rows == motion_regions);
 
 constexpr int32_t level_max = 5;
 constexpr int32_t level_default = 3;

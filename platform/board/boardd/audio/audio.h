@@ -71,7 +71,8 @@ class Audio {
      * -ENODEV without power, also when it goes meanwhile; -EBUSY when too many wait already. */
     void play(std::vector<int16_t> samples, PlayAnswer answer);
 
-    /* Who else hears what the microphone delivers: on the audio thread, in no time. Before the first start. */
+    /* Who else hears what the microphone delivers: on the audio thread, in no time. Before the first start.
+     */
     void on_sound(std::function<void(const Turn &turn)> listener) { listener_ = std::move(listener); }
 
     /* 0, or -ENODEV without power. */

@@ -103,7 +103,7 @@ TEST_F(Ear, ThresholdsOutOfRangeAreNeverReached) {
 TEST_F(Ear, TheVoiceOfTheBoardIsNotAbnormal) {
     for (uint32_t speaker = 0; speaker < 3; ++speaker) {
         const Voice voice(speaker);
-        for (uint64_t turn = 0; turn < 60 * 50; ++turn) {
+        for (uint64_t turn = 0; turn < uint64_t{60} * 50; ++turn) {
             Turn samples;
             voice.speak(turn * turn_samples, samples);
             EXPECT_FALSE(detector_.hear(samples)) << "speaker " << speaker << ", turn " << turn;
