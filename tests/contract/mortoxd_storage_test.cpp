@@ -191,7 +191,9 @@ TEST_F(MortoxdPowerCut, AndWhenThatIsDoneInAQuietMoment) {
         }
         const std::string last = "the last of round " + std::to_string(round);
         ASSERT_TRUE(set(handle, "last", last));
-        EXPECT_TRUE(support::eventually([&] { return contents(database).find(last) != std::string::npos; }));
+        // Not the last value: when the machine is slow, the quiet moment may come before it.
+        const std::string page = value.substr(0, 4000);
+        EXPECT_TRUE(support::eventually([&] { return contents(database).find(page) != std::string::npos; }));
         EXPECT_EQ(value_after_power_cut("last"), last);
     }
 }
