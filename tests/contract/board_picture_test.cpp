@@ -226,7 +226,8 @@ TEST_F(BoardPicture, TheLampBrightensTheNightAndNotTheDay) {
 
 TEST_F(BoardPicture, TheWrongMainsFrequencyBandsTheScene) {
     start_picture();
-    // Down the right edge, above the wall, where the ball hardly comes; the largest step between two rows.
+    // Down the right edge, above the wall, where nobody walks and all is of one colour; the largest step
+    // between two rows.
     const auto contrast = [](const Pixels &pixels) {
         double least = 255;
         double most = 0;

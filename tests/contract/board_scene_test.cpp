@@ -1,11 +1,13 @@
 // Light, view and scene by their protocol: what is accepted, what is refused, and what stays when.
 
 #include "board/client/control_call.h"
-#include "contract/board_fixture.h"
+#include "contract/picture_fixture.h"
 
 #include <cerrno>
 #include <climits>
+#include <cmath>
 #include <csignal>
+#include <optional>
 #include <unistd.h>
 
 namespace contract {
@@ -15,7 +17,7 @@ using board::BoardCtl;
 using board::BoardCtlError;
 using board::ViewRecord;
 
-class BoardScene : public BoardTest {
+class BoardScene : public PictureTest {
   protected:
     /* One request as it stands. */
     template <typename Record>
@@ -243,6 +245,143 @@ TEST_F(BoardScene, TheLampIsOnEitherWay) {
     EXPECT_EQ(record.flags & board::exposure_flag_lamp, board::exposure_flag_lamp);
     ASSERT_EQ(ask(board::op_light, 0, board::LightRecord{1, 0, -1}), 0);
     EXPECT_EQ(status("/light/lamp"), "0");
+}
+
+/* ---- what it looks like ---- */
+
+class BoardSceneLook : public BoardScene {
+  protected:
+    /* A board that shows nothing but the world, at rest. */
+    void start_still() {
+        start_picture();
+        ASSERT_EQ(disable_osd(), 0);
+        board::SceneObjectRecord object = ctl().scene().object;
+        object.on = 0;
+        ctl().set_object(object);
+    }
+
+    BoardCtl &ctl() {
+        if (!ctl_) {
+            ctl_.emplace();
+        }
+        return *ctl_;
+    }
+
+    /* A raw frame, patiently: there are many of them here, and a busy machine may miss one's deadline. */
+    Pixels look() {
+        Pixels pixels = {640, 384, std::vector<uint8_t>(raw_bytes)};
+        EXPECT_TRUE(support::eventually([&] {
+            return get_raw_frame(pixels.bytes.data(), raw_bytes, &raw_info_, 1) == 0;
+        })) << boardd_->output();
+        return pixels;
+    }
+
+    void set_lux(double lux) {
+        ctl().set_sky({board::scene_constant, static_cast<uint32_t>(lux * 1000), 0, 0});
+    }
+    void set_filter(int32_t position) { ASSERT_EQ(ask(board::op_ircut, position), 0); }
+    void set_lamp(int32_t on) {
+        ASSERT_EQ(ask(board::op_light, 0, board::LightRecord{1, on, board::light_unchanged}), 0);
+    }
+
+    /* What raw frames show once the exposure has settled: within 3 of this mean luma. */
+    bool settles_at(double luma) {
+        return support::eventually([&] { return std::abs(look().mean_luma(everything) - luma) < 3; });
+    }
+
+  private:
+    static constexpr uint32_t raw_bytes = 368640;
+    std::optional<BoardCtl> ctl_;
+};
+
+TEST_F(BoardSceneLook, DaylightDarknessAndLamp) {
+    start_still();
+    const double day = look().mean_luma(everything);
+    const double dark = 16 + (day - 16) * 0.1;
+    EXPECT_GT(day, 70);
+    EXPECT_GT(std::abs(look().mean_chroma(0, {0, 0, 10, 80}) - 128), 3) << "there is no colour";
+    set_lux(1);
+    EXPECT_TRUE(settles_at(day)) << "the exposure makes up for it";
+    set_lux(0.1);
+    EXPECT_TRUE(settles_at(dark)) << "and here it cannot";
+    EXPECT_NEAR(shown(0).mean_luma(everything), dark, 5);
+    set_lamp(1);
+    EXPECT_TRUE(settles_at(dark)) << "the filter keeps the lamp's light out";
+    set_lamp(0);
+    set_filter(0);
+    ASSERT_EQ(set_isp_dnmode(1), 0);
+    EXPECT_TRUE(settles_at(16 + (day - 16) * 0.13)) << "infrared helps a little";
+    EXPECT_NEAR(look().mean_chroma(0, everything), 128, 1) << "night is grey";
+    set_lamp(1);
+    EXPECT_TRUE(settles_at(day));
+    for (const Pixels &pixels : {shown(0), shown(1), snapshot()}) {
+        EXPECT_NEAR(pixels.mean_luma(everything), day, 6) << "bright";
+        EXPECT_NEAR(pixels.mean_chroma(0, everything), 128, 2) << "and grey";
+        EXPECT_NEAR(pixels.mean_chroma(1, everything), 128, 2);
+    }
+    ASSERT_EQ(ask(board::op_light, 0, board::LightRecord{1, board::light_unchanged, 500}), 0);
+    EXPECT_TRUE(settles_at(16 + (day - 16) * 0.73)) << "a twentieth of the lamp";
+}
+
+TEST_F(BoardSceneLook, ALeapInTheLightDazzlesForAMoment) {
+    start_still();
+    const double before = look().mean_luma(everything);
+    double most = 0;
+    // The moment is short, and the machine may be slow: again and again until it is seen.
+    EXPECT_TRUE(support::eventually([&] {
+        set_lux(0.5);
+        look();
+        set_lux(10'000);
+        most = std::max(most, look().mean_luma(everything));
+        return most > before + 30;
+    })) << most;
+    EXPECT_TRUE(settles_at(before));
+}
+
+TEST_F(BoardSceneLook, DarknessIsNoisyAndDaylightIsNot) {
+    start_still();
+    EXPECT_EQ(difference(look(), look(), everything), 0);
+    set_lux(1);
+    EXPECT_TRUE(support::eventually([&] { return difference(look(), look(), everything) > 1; }));
+}
+
+TEST_F(BoardSceneLook, TheNextPictureShowsWhereTheCameraLooks) {
+    start_still();
+    const Pixels ahead = look();
+    const Pixels ahead_jpeg = snapshot();
+    EXPECT_EQ(difference(ahead, look(), everything), 0);
+    ctl().move_view_by({3000, 0});
+    EXPECT_GT(difference(ahead, look(), everything), 5);
+    EXPECT_GT(difference(ahead_jpeg, snapshot(), everything), 5);
+    ctl().move_view_to({0, 2000});
+    EXPECT_GT(difference(ahead, look(), everything), 5);
+    ctl().move_view_to({0, 0});
+    EXPECT_EQ(difference(ahead, look(), everything), 0);
+    EXPECT_LT(difference(ahead_jpeg, snapshot(), everything), 1);
+}
+
+TEST_F(BoardSceneLook, SomethingMovesAndCanBeSentAway) {
+    start_picture();
+    ASSERT_EQ(disable_osd(), 0);
+    const Pixels before = look();
+    EXPECT_TRUE(support::eventually([&] { return difference(before, look(), everything) > 0.3; }));
+    board::SceneObjectRecord object = ctl().scene().object;
+    object.on = 0;
+    ctl().set_object(object);
+    EXPECT_EQ(difference(look(), look(), everything), 0);
+}
+
+TEST_F(BoardSceneLook, WhatHasLeftThePictureIsFoundByPanning) {
+    start_still();
+    const Pixels ahead = look();
+    ctl().set_object({1, board::path_swing, 0, 2000, 9000, 0, 0, 0});
+    EXPECT_EQ(difference(ahead, look(), everything), 0);
+    ctl().move_view_to({9000, 0});
+    const Pixels found = look();
+    ctl().set_object({0, board::path_swing, 0, 2000, 9000, 0, 0, 0});
+    const Pixels without = look();
+    EXPECT_GT(difference(found, without, {40, 35, 60, 65}), 10) << "in the middle";
+    EXPECT_EQ(difference(found, without, {0, 0, 30, 100}), 0);
 }
 
 } // namespace

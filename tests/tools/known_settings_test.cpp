@@ -58,8 +58,8 @@ TEST(KnownSettings, AreWhatTheDaemonReads) {
         EXPECT_STRNE(known.text, "");
     }
     EXPECT_EQ(keys, (std::set<std::string>{"bind_status", "flicker", "flip", "hdr_switch", "hot_config",
-                                           "hot_status", "motion_detection_enable", "power", "regioncode",
-                                           "watermark", "wdr"}));
+                                           "hot_status", "motion_detection_enable", "night_mode", "power",
+                                           "regioncode", "watermark", "wdr"}));
 }
 
 TEST(KnownSettings, AreFoundUnderTheirFullNameOnly) {
@@ -79,6 +79,8 @@ TEST(KnownSettings, ChoicesTakeNothingElse) {
     }
     EXPECT_EQ(objection("flicker", "60"), "");
     EXPECT_EQ(objection("flicker", "55"), "is none of: 50, 60");
+    EXPECT_EQ(objection("night_mode", "2"), "");
+    EXPECT_EQ(objection("night_mode", "night"), "is none of: 0, 1, 2");
     EXPECT_EQ(objection("bind_status", "ok"), "");
     EXPECT_EQ(objection("bind_status", "OK"), "is none of: ok, no");
 }

@@ -47,6 +47,26 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"ban", "now"},
                            {"events", "now"},
                            {"motor", "--move", "--no-move"},
+                           {"night"},
+                           {"night", "2"},
+                           {"scene", "weather"},
+                           {"scene", "brightness"},
+                           {"scene", "brightness", "dim"},
+                           {"scene", "brightness", "-1"},
+                           {"scene", "brightness", "200001"},
+                           {"scene", "brightness", "5", "6"},
+                           {"scene", "brightness", "5", "--speed", "3"},
+                           {"scene", "ramp", "5"},
+                           {"scene", "ramp", "5", "0.5"},
+                           {"scene", "cycle", "60", "1000"},
+                           {"scene", "cycle", "60", "1", "1000"},
+                           {"scene", "noise", "101"},
+                           {"scene", "burst", "1"},
+                           {"scene", "burst", "-10", "0"},
+                           {"scene", "view", "10"},
+                           {"scene", "view", "161", "0"},
+                           {"scene", "view", "0", "-31"},
+                           {"scene", "show", "it"},
                            {"cmd"},
                            {"cmd", "osd"},
                            {"cmd", "ir-lamp"},
@@ -64,9 +84,9 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
 TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto help = run_ctl({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char *name :
-         {"status", "watch", "record", "idr", "get", "set", "unset", "list", "monitor", "reload", "snapshot",
-          "listen", "talk", "ban", "unban", "cmd", "events", "motor", "completion"}) {
+    for (const char *name : {"status", "watch",   "record", "idr",      "get",    "set",   "unset",
+                             "list",   "monitor", "reload", "snapshot", "listen", "talk",  "ban",
+                             "unban",  "night",   "scene",  "cmd",      "events", "motor", "completion"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});
@@ -91,6 +111,9 @@ TEST_F(NobodyThere, EveryCommandSaysSoAndWhatToDo) {
                               {"list", "--known"},
                               {"monitor"},
                               {"reload"},
+                              {"night", "auto"},
+                              {"scene"},
+                              {"scene", "view", "10", "-10"},
                               {"snapshot", dir_.file("x.jpg")},
                               {"listen", dir_.file("x.wav")},
                               {"ban"},

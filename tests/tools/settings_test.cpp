@@ -35,6 +35,15 @@ TEST_F(Settings, AreSetReadAndTakenAway) {
     EXPECT_EQ(run_ctl({"unset", "flip"}).exit_code, 1);
 }
 
+TEST_F(Settings, NightIsStoredAsItsNumber) {
+    for (const auto &[mode, value] : {std::pair("night", "2"), {"day", "1"}, {"auto", "0"}}) {
+        const auto outcome = run_ctl({"night", mode});
+        EXPECT_EQ(outcome.exit_code, 0);
+        EXPECT_EQ(outcome.output.rfind(std::string("night_mode = ") + value, 0), 0U) << outcome.output;
+        EXPECT_EQ(System::get("night_mode"), value);
+    }
+}
+
 TEST_F(Settings, GoToTheNamespaceTheyBelongTo) {
     EXPECT_EQ(run_ctl({"set", "hot_status", "changed"}).exit_code, 0);
     EXPECT_EQ(System::get("hot_status", "mem"), "changed");
@@ -90,7 +99,7 @@ TEST_F(Settings, AreListed) {
 TEST_F(Settings, ChangesAreMonitored) {
     const auto all = ctl_test::start_ctl({"monitor"});
     const auto one = ctl_test::start_ctl({"monitor", "wdr"});
-    ASSERT_TRUE(all->saw("watching 11 settings")) << all->output();
+    ASSERT_TRUE(all->saw("watching 12 settings")) << all->output();
     ASSERT_TRUE(one->saw("watching wdr"));
     ASSERT_TRUE(System::set("flip", "on"));
     ASSERT_TRUE(System::set("wdr", "o\nff"));

@@ -23,6 +23,8 @@ int run_cmd(const Arguments &arguments);
 int run_snapshot(const Arguments &arguments);
 int run_listen(const Arguments &arguments);
 int run_talk(const Arguments &arguments);
+int run_scene(const Arguments &arguments);
+int run_night(const Arguments &arguments);
 int run_ban(const Arguments &arguments);
 int run_unban(const Arguments &arguments);
 int run_events(const Arguments &arguments);

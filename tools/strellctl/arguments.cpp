@@ -35,6 +35,11 @@ OptionWord read_option(const Command &command, const std::string &word) {
     return {&*option, has_value ? word.substr(name_length + (is_long ? 1 : 0)) : "", has_value};
 }
 
+bool is_plain(const Command &command, const std::string &word) {
+    const bool number = command.takes_numbers && word.find_first_not_of("-.0123456789") == std::string::npos;
+    return word.size() < 2 || word[0] != '-' || (number && word != "--");
+}
+
 void check_count(const Command &command, size_t count) {
     if (count < command.least_words) {
         throw Usage("something is missing");
@@ -50,7 +55,7 @@ Arguments::Arguments(const Command &command, std::span<char *const> words) {
     bool options_end = false;
     for (size_t i = 0; i < words.size(); ++i) {
         const std::string word = words[i];
-        if (options_end || word.size() < 2 || word[0] != '-') {
+        if (options_end || is_plain(command, word)) {
             words_.push_back(word);
         } else if (word == "--") {
             options_end = true;

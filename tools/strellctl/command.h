@@ -20,7 +20,7 @@ struct Option {
 };
 
 /* What the words behind a command are, for completion. */
-enum class Words { none, streams, settings, shells, av_commands };
+enum class Words { none, streams, settings, shells, av_commands, scene_subjects, night_modes };
 
 class Arguments;
 
@@ -37,6 +37,8 @@ struct Command {
     int (*run)(const Arguments &arguments);
     /* What follows `details`, where that is made from a table; or null. */
     std::string (*more_help)() = nullptr;
+    /* Whether a word such as -20 is a number and no option. */
+    bool takes_numbers = false;
 };
 
 /* The command line behind the command's name, checked against the row. Values are not judged yet. */
@@ -50,6 +52,7 @@ class Arguments {
     const std::string &word(size_t index) const { return words_.at(index); }
 
     bool has(const std::string &option) const { return options_.contains(option); }
+    bool has_options() const { return !options_.empty(); }
 
     /* The value of an option, or `otherwise` when it was not given. */
     std::string value(const std::string &option, const std::string &otherwise) const;

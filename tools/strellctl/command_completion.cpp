@@ -5,6 +5,7 @@
 #include "strellctl/failure.h"
 #include "strellctl/known_settings.h"
 #include "strellctl/output.h"
+#include "strellctl/scene_text.h"
 #include "strellctl/stream.h"
 #include "strellctl/wording.h"
 
@@ -53,6 +54,12 @@ std::vector<std::string> completions(const Command &command) {
         for (const AvCommand &row : av_commands()) {
             words.emplace_back(row.name);
         }
+        break;
+    case Words::scene_subjects:
+        words = scene_subjects();
+        break;
+    case Words::night_modes:
+        words = {"auto", "day", "night"};
         break;
     case Words::none:
         break;

@@ -12,6 +12,7 @@ namespace {
 
 constexpr size_t most_settings = 1000; // a store takes 1024 watches from one client
 
+constexpr size_t most_scene_words = 4;
 constexpr size_t most_av_words = 33; // a name and 32 values
 
 constexpr Option json_option = {"--json", nullptr, "for programs; docs/strellctl.md lists the members"};
@@ -139,6 +140,31 @@ software board is there its view is moved. strell_v2 makes the mailbox when trac
   strellctl set motion_detection_enable on
 )";
 
+constexpr std::array object_options = {
+    Option{"--path", "swing|round", "from side to side, or round the camera"},
+    Option{"--speed", "DEGREES", "a second; round the camera also negative, to the left"},
+    Option{"--size", "DEGREES", "how high it is, 1 to 40"},
+    Option{"--pan", "DEGREES", "where it starts, -180 to 180"},
+    Option{"--tilt", "DEGREES", "how high up, -60 to 60"},
+    Option{"--span", "DEGREES", "how far it swings to the right, 0 to 360"}};
+
+constexpr char scene_details[] =
+    R"(Shows and changes the world before the software board's camera: its test scene, the light there, where the
+camera looks, and noises. A real camera has none of this.
+  scene [show]                      light, what the sensor sees of it, view, object
+  scene brightness LUX              500 is a well-lit room, 2 a street at night
+  scene ramp LUX SECONDS            from what it is to LUX
+  scene cycle SECONDS [HIGH LOW]    day and night within SECONDS, again and again; 1000 and 0.1 lux unless given
+  scene noise PERCENT               the light flickers by so much
+  scene object on|off [OPTIONS]     somebody walks through; what no option says stays as it is
+  scene burst [DB] [MS]             a noise that the microphone hears; -10 dB of full scale, 500 ms unless given
+  scene view PAN TILT               where the camera looks, in degrees: -160 to 160, -30 to 30
+)";
+
+constexpr char night_details[] =
+    R"(Stores the setting night_mode: with auto the light decides between day and night, with day or night it does not.
+)";
+
 constexpr std::array table = {
     Command{"status", "[--follow] [--json]", "channels, board and store", status_details, status_options,
             Words::none, 0, 0, run_status},
@@ -178,6 +204,17 @@ constexpr std::array table = {
     Command{"talk", "FILE", "plays a file on the speaker", talk_details, {}, Words::none, 1, 1, run_talk},
     Command{"ban", "", "keeps the speaker quiet", ban_details, {}, Words::none, 0, 0, run_ban},
     Command{"unban", "", "lets the speaker play again", unban_details, {}, Words::none, 0, 0, run_unban},
+    Command{"night",
+            "auto|day|night",
+            "day and night by the light, or not",
+            night_details,
+            {},
+            Words::night_modes,
+            1,
+            1,
+            run_night},
+    Command{"scene", "[SUBJECT [VALUE...]] [OPTIONS]", "the world before the software board", scene_details,
+            object_options, Words::scene_subjects, 0, most_scene_words, run_scene, nullptr, true},
     Command{"cmd",
             "NAME [VALUE...] | CODE [HEX]",
             "an AV command",

@@ -2,6 +2,8 @@
 
 #include "strellctl/wording.h"
 
+#include <algorithm>
+
 namespace ctl {
 
 namespace {
@@ -11,6 +13,12 @@ strellctl COMMAND --help tells more about each. The camera meant is the one unde
 when that is set (./dev ctl sets it to where ./dev run has its camera).
 Exit status: 0 done; 1 it did not work, and why is on standard error; 2 the command line makes no sense.
 )";
+
+constexpr size_t least_option_width = 12;
+
+std::string option_text(const Option &option) {
+    return std::string(option.name) + (option.value != nullptr ? std::string(" ") + option.value : "");
+}
 
 } // namespace
 
@@ -24,11 +32,13 @@ std::string command_help(const Command &command) {
     if (command.more_help != nullptr) {
         text += command.more_help();
     }
+    size_t width = least_option_width;
     for (const Option &option : command.options) {
-        const std::string left =
-            std::string(option.name) + (option.value != nullptr ? std::string(" ") + option.value : "");
-        text += format("%s  %-12s %s\n", &option == command.options.data() ? "\n" : "", left.c_str(),
-                       option.help);
+        width = std::max(width, option_text(option).size());
+    }
+    for (const Option &option : command.options) {
+        text += format("%s  %-*s %s\n", &option == command.options.data() ? "\n" : "",
+                       static_cast<int>(width), option_text(option).c_str(), option.help);
     }
     return text;
 }

@@ -84,6 +84,8 @@ constexpr std::array table = {
                  "mains frequency in Hz, against flicker"},
     KnownSetting{"regioncode", "nvram", region_objection, "two capital letters", "none", Applies::at_once,
                  "layout of the time stamp: US, IN and HW have their own"},
+    KnownSetting{"night_mode", "nvram", choice_objection, "0|1|2", "0", Applies::at_once,
+                 "0 day and night by the light, 1 day, 2 night"},
     KnownSetting{"motion_detection_enable", "nvram", choice_objection, "on|off", "off", Applies::at_start,
                  "motion tracking"},
     KnownSetting{"hot_status", "mem", choice_objection, "changing|changed", "none", Applies::at_once,

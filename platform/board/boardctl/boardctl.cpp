@@ -13,8 +13,9 @@ namespace board {
 
 namespace {
 
-constexpr char not_there[] = "boardd does not run here (no answer at its control socket): start it, or set "
-                             "STRELL_RUN_DIR to the directory where it runs";
+constexpr char not_there[] =
+    "boardd does not run here (no answer at its control socket): start it, as ./dev run "
+    "does, or set STRELL_RUN_DIR to the directory where it runs";
 
 /* The reply's payload can be of any length, other than those of the daemon's calls (control_call.h). */
 int32_t receive_reply(int fd, uint32_t id, std::string *payload) {

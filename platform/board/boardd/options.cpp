@@ -63,7 +63,7 @@ bool read_sensor(const char *text, Options &options) {
 }
 
 bool read_light(const char *text, Options &options) {
-    constexpr double most_lux = scene_mlux_max / 1000;
+    constexpr double most_lux = scene_mlux_max / 1000.0;
     char *end = nullptr;
     const double lux = std::strtod(text, &end);
     if (end == text || *end != '\0' || !(lux >= 0 && lux <= most_lux)) {

@@ -60,16 +60,17 @@ size_t bytes(int32_t width, int32_t height) {
 /* The loops are such that compilers do many pixels at once. */
 
 void copy_luma(const uint8_t *from, uint8_t *to, int32_t count, uint32_t brightness) {
-    constexpr int32_t black = 16;
-    constexpr int32_t white = 235;
+    constexpr uint16_t black = 16;
+    constexpr uint16_t white = 235;
     if (brightness == brightness_one) {
         std::memcpy(to, from, static_cast<size_t>(count));
         return;
     }
+    const auto factor = static_cast<uint16_t>(brightness);
     for (int32_t i = 0; i < count; ++i) {
-        const auto light = static_cast<uint16_t>(std::max(from[i] - black, 0));
-        const auto product = static_cast<uint16_t>(light * brightness);
-        to[i] = static_cast<uint8_t>(std::min(product / brightness_one + black, uint32_t{white}));
+        const auto light = static_cast<uint16_t>(std::max<uint16_t>(from[i], black) - black);
+        const auto scaled = static_cast<uint16_t>(static_cast<uint16_t>(light * factor) / brightness_one);
+        to[i] = static_cast<uint8_t>(std::min<uint16_t>(scaled, white - black) + black);
     }
 }
 
