@@ -186,6 +186,10 @@ int Process::exit_code(std::chrono::milliseconds deadline) {
     if (!status) {
         return -1;
     }
+    // What it said last is still on its way; a child that it left behind may hold the pipe for longer.
+    constexpr auto last_words = std::chrono::seconds(2);
+    std::unique_lock<std::mutex> lock(mutex_);
+    changed_.wait_for(lock, last_words, [this] { return ended_; });
     return WIFEXITED(*status) ? WEXITSTATUS(*status) : 128 + WTERMSIG(*status);
 }
 

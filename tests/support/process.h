@@ -55,8 +55,8 @@ class Process {
      * deadline. */
     std::optional<int> wait(std::chrono::milliseconds deadline = patience);
 
-    /* Waits for the end. The exit status, 128 + signal number when a signal ended it, or -1 when it still
-     * runs. */
+    /* Waits for the end, and for the last of the output. The exit status, 128 + signal number when a signal
+     * ended it, or -1 when it still runs. */
     int exit_code(std::chrono::milliseconds deadline = patience);
 
   private:
