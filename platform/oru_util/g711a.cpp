@@ -33,8 +33,8 @@ PLATFORM_API int32_t oru_g711a_encode(const void *pcm, int32_t /*reserved*/, int
     const auto *in = static_cast<const uint8_t *>(pcm);
     auto *codes = static_cast<uint8_t *>(out);
     const int32_t count = bytes / 2;
-    for (int32_t i = 0; i < count; ++i) {
-        const int32_t word = in[2 * i] | in[2 * i + 1] << 8;
+    for (int32_t i = 0; i < count; ++i, in += 2) {
+        const int32_t word = in[0] | in[1] << 8;
         codes[i] = encode(static_cast<int16_t>(word));
     }
     return count;

@@ -21,7 +21,7 @@ constexpr double floor_tilt = -40;
 constexpr double cornice_tilt = 33;
 constexpr double sky_tilt = 36;
 constexpr double post_width = 1.2;
-constexpr double mark_step = 10;
+constexpr std::array<double, 5> mark_tilts = {-10, 0, 10, 20, 30};
 constexpr double mark_height = 0.5;
 
 constexpr Colour sky = {150, 140, 118};
@@ -172,19 +172,23 @@ void Panorama::paint_ground() {
     const double wall_tilt = -wall_part * height_ * view_field_horizontal / degree / width_;
     const double from = -full_turn / 2;
     fill({from, -from + 1, bottom, wall_tilt}, wall);
-    int32_t odd = 0;
-    for (double left = from; left < -from; left += tile, odd = 1 - odd) {
-        int32_t shade = odd;
-        for (double top = std::min(floor_tilt, wall_tilt); top > bottom; top -= tile, shade = 1 - shade) {
-            fill({left, left + tile + 1, top - tile, top}, {tile_luma[static_cast<size_t>(shade)], 124, 132});
-        }
+    const double top = std::min(floor_tilt, wall_tilt);
+    const auto columns = static_cast<int32_t>(full_turn / tile);
+    const auto rows = static_cast<int32_t>((top - bottom) / tile) + 1;
+    for (int32_t i = 0; i < columns * rows; ++i) {
+        const int32_t across = i % columns;
+        const int32_t down = i / columns;
+        const double left = from + across * tile;
+        const double upper = top - down * tile;
+        const auto shade = static_cast<size_t>((across + down) % 2);
+        fill({left, left + tile + 1, upper - tile, upper}, {tile_luma[shade], 124, 132});
     }
 }
 
 void Panorama::paint_posts() {
     for (int32_t pan = -180; pan < 180; pan += static_cast<int32_t>(sector)) {
         fill({pan - post_width / 2, pan + post_width / 2, floor_tilt, cornice_tilt}, post);
-        for (double tilt = -mark_step; tilt <= 3 * mark_step; tilt += mark_step) {
+        for (const double tilt : mark_tilts) {
             fill({pan - post_width / 2, pan + post_width / 2, tilt - mark_height / 2, tilt + mark_height / 2},
                  mark);
         }
@@ -196,8 +200,10 @@ void Panorama::paint_number(double left, double top, int32_t number) {
     for (const char letter : std::to_string(number)) {
         const uint16_t bits = letter == '-' ? minus_bits : digit_bits[static_cast<size_t>(letter - '0')];
         for (int32_t i = 0; i < letter_rows * letter_columns; ++i) {
-            const double x = left + i % letter_columns * letter_dot;
-            const double y = top - i / letter_columns * letter_dot;
+            const int32_t across = i % letter_columns;
+            const int32_t down = i / letter_columns;
+            const double x = left + across * letter_dot;
+            const double y = top - down * letter_dot;
             if ((bits >> (letter_rows * letter_columns - 1 - i) & 1) != 0) {
                 fill({x, x + letter_dot, y - letter_dot, y}, letters);
             }
