@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <climits>
 #include <cstring>
 #include <set>
@@ -321,22 +322,29 @@ TEST_F(AttachedMailbox, SaysNothingOfWhatItDoes) {
 // ---- the motor process at the other side, as a thread ----
 
 TEST_F(AttachedMailbox, HandsEveryTextOverWholeWhileTheMotorProcessTakesThem) {
+    constexpr int enough = 3000;
+    constexpr std::chrono::seconds at_most(2); // both threads may have to share a core
     std::atomic<bool> over{false};
+    std::atomic<int> count{0};
     std::set<std::string> taken;
     std::thread motor([&] {
         TrackMailbox *mailbox = track_mailbox;
         while (!over) {
             if (mailbox->full.load(std::memory_order_acquire) == 1) {
-                taken.insert(mailbox->text);
-                mailbox->full.store(0, std::memory_order_release);
+                const std::string text = mailbox->text;
+                mailbox->full.store(0, std::memory_order_release); // soon, before the callback has returned
+                taken.insert(text);
+                ++count;
             }
         }
     });
-    for (int step = 0; step < 20000; ++step) {
-        track(step % 2 == 0 ? 7 : -1234567, 3);
-        if (step % 100 == 0) {
-            std::this_thread::yield();
-        }
+    const auto end = std::chrono::steady_clock::now() + at_most;
+    while (count < enough && std::chrono::steady_clock::now() < end) {
+        track(7, 3);
+        track(-1234567, 3);
+    }
+    while (count == 0) { // the other thread has not had its turn
+        std::this_thread::yield();
     }
     over = true;
     motor.join();
