@@ -296,9 +296,13 @@ int32_t osd_destory_track(void);
 
 /* ---- detection on the board ---- */
 
+#define MD_SENSE_PICTURE 4
+#define MD_SENSE_REGIONS 32
+
 /*
- * Motion sensitivity. With `count` 32, `value` is the address of 32 int32_t, one for each region; with
- * `count` 4 it is the sensitivity itself, for the whole picture. (One call for both is how boards have it.)
+ * Motion sensitivity. With `count` MD_SENSE_REGIONS, `value` is the address of so many int32_t, one for each
+ * region; with MD_SENSE_PICTURE it is the sensitivity itself, for the whole picture. (One call for both is
+ * how boards have it.)
  *
  * The picture has 8 x 4 regions, row by row from the upper left; a motion belongs to the region that its
  * middle is in. 0 and less switch a region off; 1 is the least, 5 the most sensitive one, more counts as 5; 3

@@ -35,19 +35,26 @@ int32_t oru_api_light_brightness_set(int32_t channel, int32_t brightness);
  * The caller switches at the first answer other than 0, so averaging, a gap between the two thresholds, a
  * least time between switches and the allowance for the lamp's own light belong in here. Asked every 500 ms.
  * Result: 1 yes; 0 no, also when the board cannot be asked. Yes is repeated until the caller has switched or
- * the light has changed. In a fixed mode the answer is the same as in the automatic one: whoever asks wants
- * to know.
+ * the light has changed, also when the switch has failed in part (the rule below says how). In a fixed mode
+ * the answer is the same as in the automatic one: whoever asks wants to know.
  *
  * The rule of the development platform. What counts is the light that the sensor sees, whatever its exposure
  * is:
  *   - Night is reached when 4 asks in a row (2 s) have found less than 2 lux.
  *   - Day is reached when 8 asks in a row (4 s) have found 8 lux more than the night's own light: the least
- *     that was seen, averaged over 16 asks, since filter and lamp are as they are. That is what the lamp
- *     brings, and what the sensor sees of infrared without the filter; it is learnt from the first ask that
- *     finds the exposure settled. It never counts for more than 100 lux, so that a room lit up in that very
- *     second is not taken for the lamp for ever.
- *   - Nothing is reached within 5 s of a switch of filter or lamp, and what is seen in the first second after
- *     one is not looked at, for the exposure has to find its way. The first ask is taken for a switch.
+ *     that was seen, averaged over 16 asks, since the filter moved or the lamp was made brighter. That is
+ *     what the lamp brings, and what the sensor sees of infrared without the filter; it is learnt from the
+ *     first ask that finds the exposure settled. It never counts for more than 100 lux, so that a room lit up
+ *     in that very second is not taken for the lamp for ever.
+ *   - By the light nothing is reached within 5 s of a switch of filter or lamp, and what is seen in the first
+ *     second after one is not looked at, for the exposure has to find its way. The first ask is taken for a
+ *     switch.
+ *   - Who asks for night while the filter is out of the way, or for day while it is in front of the sensor,
+ *     has tried to switch and believes that it has failed: a step of it did, or was done too late to be heard
+ *     of. Then the answer is yes 1 s after the last change of filter or lamp, whatever the light, until the
+ *     switch has succeeded; if it is wrong for the light the other question finds that. It is the filter that
+ *     counts, for the lamp can be switched by itself. When the filter is what has failed and the lamp was
+ *     done, the light decides anew, after the 5 s.
  *   - Asks that failed, or a pause of 5 s between two, begin the row anew.
  * So light between both thresholds never switches anything, noise has to agree with itself for seconds, and
  * the lamp cannot be taken for the sun. What can still deceive it is something close that comes before the

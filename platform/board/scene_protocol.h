@@ -4,7 +4,8 @@
  * has every byte and a worked example.
  *
  * Anyone may ask, on any connection, whether the board has power or not. The filter and the light channel are
- * the board's: they are as at first when its owner goes. View and scene are the world's: they stay.
+ * the board's: they are as at first when its owner shuts the board down, and again when it goes, for until
+ * its end other threads of it may switch them. View and scene are the world's: they stay.
  *
  * Angles are in hundredths of a degree: pan grows to the right, tilt upwards. Light is in thousandths of a
  * lux.

@@ -5,6 +5,8 @@ namespace oru {
 namespace {
 
 constexpr uint32_t smoothing = 16; /* asks */
+constexpr int32_t filter_in = 1;   /* as LightSeenRecord has it */
+constexpr int32_t filter_out = 0;
 
 uint32_t least(uint32_t one, uint32_t other) {
     return one < other ? one : other;
@@ -24,10 +26,11 @@ void DayNightRule::begin_ask(const board::LightSeenRecord &seen, uint64_t now_us
         blind();
     }
     if (switched) {
+        // A lamp that goes off or down leaves less light: what is known of it holds until less has been seen.
+        lamp_known_ = lamp_known_ && seen.filter == filter_ && seen.lamp <= lamp_;
         switched_us_ = now_us;
         filter_ = seen.filter;
         lamp_ = seen.lamp;
-        lamp_known_ = false;
     }
     asked_ = true;
     asked_us_ = now_us;
@@ -35,6 +38,9 @@ void DayNightRule::begin_ask(const board::LightSeenRecord &seen, uint64_t now_us
 
 bool DayNightRule::reach_night(const board::LightSeenRecord &seen, uint64_t now_us) {
     begin_ask(seen, now_us);
+    if (seen.filter == filter_out) {
+        return settled(); // a switch that failed in part: another one puts it right, whatever the light
+    }
     const bool dark = settled() && seen.seen_mlux < night_below_mlux;
     dark_asks_ = dark ? dark_asks_ + 1 : 0;
     return dark_asks_ >= night_asks && may_switch();
@@ -53,6 +59,9 @@ bool DayNightRule::reach_day(const board::LightSeenRecord &seen, uint64_t now_us
     begin_ask(seen, now_us);
     if (!settled()) {
         return false;
+    }
+    if (seen.filter == filter_in) {
+        return true; // as above
     }
     learn_lamp(seen.seen_mlux);
     const bool bright = seen.seen_mlux > lamp_mlux_ + day_above_mlux;

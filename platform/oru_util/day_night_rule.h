@@ -17,14 +17,15 @@ constexpr uint32_t night_below_mlux = 2000; /* darker is night */
 constexpr uint32_t day_above_mlux = 8000;   /* what must come on top of the lamp for day */
 constexpr uint32_t night_asks = 4;          /* so many in a row must find it dark, ... */
 constexpr uint32_t day_asks = 8;            /* ... and so many bright */
-constexpr uint64_t dwell_us = 5'000'000;    /* least time between a switch and the next one */
+constexpr uint64_t dwell_us = 5'000'000;    /* least time between a switch and one by the light */
 constexpr uint64_t settle_us = 1'000'000;   /* after a switch: until then the exposure finds its way */
 constexpr uint64_t pause_us = 5'000'000;    /* who has not asked for so long begins anew */
 constexpr uint32_t lamp_max_mlux = 100'000; /* brighter than that by itself no lamp makes a scene */
 
 class DayNightRule {
   public:
-    /* One ask at `now_us`, any clock that never goes back. */
+    /* One ask at `now_us`, any clock that never goes back. Whoever asks for night takes it for day, and the
+     * other way round; a filter that says otherwise shows a switch that failed in part. */
     bool reach_night(const board::LightSeenRecord &seen, uint64_t now_us);
     bool reach_day(const board::LightSeenRecord &seen, uint64_t now_us);
 
@@ -46,7 +47,7 @@ class DayNightRule {
     uint32_t bright_asks_ = 0;
     bool lamp_known_ = false;
     uint32_t smooth_mlux_ = 0; /* what is seen, averaged over some asks */
-    uint32_t lamp_mlux_ = 0;   /* the least of it since the last switch */
+    uint32_t lamp_mlux_ = 0;   /* the least of it since the filter moved or the lamp grew */
 };
 
 } // namespace oru

@@ -18,9 +18,8 @@ void say_motion_sensitivity(const char *handler, const char *value) {
 }
 
 void follow_motion_sensitivity(const char *value) {
-    constexpr int32_t whole_picture = 4;
     if (device_status.reload_boardav != 1) {
-        set_md_sense(number_of(value), whole_picture);
+        set_md_sense(number_of(value), MD_SENSE_PICTURE);
     }
 }
 

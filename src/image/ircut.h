@@ -27,6 +27,10 @@ enum IrcutMode : int32_t {
 /*
  * The state of all this. The lock is held throughout by each of oru_ircut_init, oru_ircut_exit and
  * ircut_mode_switch, and never by the worker, which they may wait for.
+ *
+ * A worker is there to be joined when `joinable` is, as a rule while `running` is 1. After a second
+ * oru_ircut_init whose creation of a worker gives a negative result `joinable` stays while `running` is 0:
+ * the first worker ends, and nobody joins it.
  */
 struct IrcutController {
     int32_t inited{0};              // under the lock
@@ -50,9 +54,11 @@ int32_t set_ircut_night_mode(int32_t duty);
 
 /*
  * Changes the mode. Day and night end the worker (which takes up to a second, and longer in the middle of a
- * sequence) and are applied unless they are the mode already. Automatic starts the worker, unless it is the
- * mode already. Before oru_ircut_init any number is stored, for oru_ircut_init to judge; afterwards numbers
- * that are no mode are ignored.
+ * sequence) and are applied unless they are the mode already. Each call of the board takes 2 s at most, so
+ * before one that hangs the loop may be held some 18 s: 2 s for what the worker asks, 8 s for the four calls
+ * of its sequence, and 8 s for four of this one's own, besides the pauses. Automatic starts the worker,
+ * unless it is the mode already. Before oru_ircut_init any number is stored, for oru_ircut_init to judge;
+ * afterwards numbers that are no mode are ignored.
  *
  * Result: 0, or what the sequence or the creation of the worker gave. Loop thread.
  */

@@ -330,6 +330,46 @@ TEST_F(HostileClient, NothingCanBeStartedOnAConnectionThatHasExited) {
     close(fd);
 }
 
+/* A daemon that ends shuts the board down first; until it has ended its threads may switch the light. */
+TEST_F(HostileClient, WhatAnOwnerSwitchesAfterItsExitEndsWithIt) {
+    start_boardd();
+    const VencConfig profile = profile_of(h264_channel(64, 64), h264_channel(64, 64));
+    const std::string bytes(reinterpret_cast<const char *>(&profile), sizeof profile);
+    const auto shut_down = [&] {
+        const int fd = connect_raw();
+        EXPECT_EQ(ask(fd, board::op_set_profile, 0, bytes), 0) << "it owns the board";
+        const board::ControlRequest exit = {board::control_magic, board::op_system_exit, 0, 0};
+        send(fd, &exit, sizeof exit, MSG_NOSIGNAL);
+        EXPECT_EQ(ask(fd, board::op_sensor_class, 0, ""), 0) << "that was read";
+        return fd;
+    };
+    const auto switch_light = [&] {
+        const int fd = connect_raw();
+        const board::LightRecord lamp = {board::light_channel_lamp, 1, 7000};
+        EXPECT_EQ(ask(fd, board::op_ircut, 0, ""), 0);
+        EXPECT_EQ(
+            ask(fd, board::op_light, 0, std::string(reinterpret_cast<const char *>(&lamp), sizeof lamp)), 0);
+        close(fd);
+    };
+    const int first = shut_down();
+    switch_light();
+    EXPECT_EQ(status("/light/filter"), "0");
+    close(first);
+    EXPECT_TRUE(support::eventually([&] { return status("/light/filter") == "1"; }));
+    EXPECT_EQ(status("/light/enabled"), "false");
+    EXPECT_EQ(status("/light/brightness"), "10000");
+
+    const int second = shut_down();
+    const int next_owner = connect_raw();
+    EXPECT_EQ(ask(next_owner, board::op_set_profile, 0, bytes), 0);
+    switch_light();
+    close(second);
+    EXPECT_TRUE(answers());
+    EXPECT_EQ(status("/light/lamp"), "7000") << "the next daemon's own";
+    close(next_owner);
+    EXPECT_TRUE(support::eventually([&] { return status("/light/lamp") == "0"; }));
+}
+
 TEST_F(HostileClient, AKeyFrameOfNoChannelIsRefused) {
     start_boardd();
     const int fd = connect_raw();

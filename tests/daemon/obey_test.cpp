@@ -58,7 +58,6 @@ INSTANTIATE_TEST_SUITE_P(
         Setting{"wdr", "on", R"("wdr":true)", "off", R"("wdr":false)"},
         Setting{"flicker", "60", R"("flicker_hz":60)", "50", R"("flicker_hz":50)"},
         Setting{"regioncode", "IN", R"("region":1)", "US", R"("region":0)"},
-        Setting{"night_mode", "2", R"("night":true)", "1", R"("night":false)"},
         Setting{"motion_region", "30", R"("motion_sense":[30])", "60", R"("motion_sense":[60])"},
         Setting{"lsd_threshold", "70", R"("sound_threshold":70)", "50", R"("sound_threshold":50)"},
         Setting{"motion_detection_enable", "on", R"("tracking":true)", "off", R"("tracking":false)"},

@@ -95,7 +95,11 @@ int32_t Requests::objection(ClientId client, Access access) {
 }
 
 void Requests::gone(ClientId client) {
-    exited_.erase(client);
+    const bool exited = exited_.erase(client) > 0;
+    if (exited && owner_ == 0) {
+        // Until its end the daemon that shut the board down had threads that may have switched the light.
+        board_.picture().world().reset_board();
+    }
     if (owner_ == client) {
         log_line("the daemon has gone: idle");
         owner_ = 0;

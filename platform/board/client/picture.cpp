@@ -14,10 +14,7 @@ namespace {
 constexpr int32_t off = 0;
 constexpr int32_t on = 1;
 
-/* How set_md_sense says what its first argument is. */
-constexpr int32_t sense_of_regions = 32;
-constexpr int32_t sense_of_picture = 4;
-static_assert(sense_of_regions == static_cast<int32_t>(motion_regions));
+static_assert(MD_SENSE_REGIONS == static_cast<int32_t>(motion_regions));
 
 int32_t call(const ControlCall &request) {
     return streams_running() ? link_call(request) : -1;
@@ -121,11 +118,11 @@ PLATFORM_API int32_t osd_destory_track(void) {
 }
 
 PLATFORM_API int32_t set_md_sense(intptr_t value, int32_t count) {
-    if (count == sense_of_picture) {
+    if (count == MD_SENSE_PICTURE) {
         return set(op_motion_sense, static_cast<int32_t>(value));
     }
     using Regions = int32_t[motion_regions];
-    return count == sense_of_regions ? set_record(op_motion_regions, reinterpret_cast<const Regions *>(value))
+    return count == MD_SENSE_REGIONS ? set_record(op_motion_regions, reinterpret_cast<const Regions *>(value))
                                      : -1;
 }
 

@@ -216,6 +216,98 @@ TEST(DayNightRuleTest, YesIsRepeatedUntilTheCallerHasSwitched) {
     EXPECT_FALSE(rule.reach_night({100'000, 1000, 1, 0}, Camera::us(time_s)));
 }
 
+/* Asks `ask` every 500 ms until it says yes, `seconds` at most. Result: after how many seconds, or -1. */
+double asked_until_yes(double *time_s, double seconds, const std::function<bool(uint64_t)> &ask) {
+    const double begin_s = *time_s;
+    while (*time_s - begin_s <= seconds) {
+        const double now_s = *time_s;
+        *time_s += ask_s;
+        if (ask(Camera::us(now_s))) {
+            return now_s - begin_s;
+        }
+    }
+    return -1;
+}
+
+TEST(DayNightRuleTest, ASwitchToNightThatHalfFailedIsAskedForAgain) {
+    // The caller takes it for day, the filter is out of the way: whatever the lamp does, and the light.
+    for (const int32_t lamp : {0, 5000, 10000}) {
+        for (const uint32_t seen_mlux : {100U, 12'400U, 200'000U}) {
+            DayNightRule rule;
+            double time_s = 0;
+            ASSERT_GE(asked_until_yes(&time_s, 10,
+                                      [&](uint64_t now_us) {
+                                          return rule.reach_night({100, 1000, 1, 0}, now_us);
+                                      }),
+                      0);
+            const board::LightSeenRecord half = {seen_mlux, 1000, 0, lamp};
+            const auto ask = [&](uint64_t now_us) { return rule.reach_night(half, now_us); };
+            EXPECT_NEAR(asked_until_yes(&time_s, 10, ask), 1, 0.01) << "as soon as it has settled";
+            for (int i = 0; i < 20; ++i, time_s += ask_s) {
+                ASSERT_TRUE(ask(Camera::us(time_s))) << "until the caller has switched";
+            }
+            EXPECT_FALSE(rule.reach_day({100, 1000, 0, 10000}, Camera::us(time_s)));
+        }
+    }
+}
+
+TEST(DayNightRuleTest, ASwitchToDayThatHalfFailedIsAskedForAgain) {
+    for (const int32_t lamp : {0, 10000}) {
+        for (const uint32_t seen_mlux : {100U, 50'000U, 200'000U}) {
+            Camera camera({});
+            camera.live(30, 0.1);
+            ASSERT_TRUE(camera.night());
+            double time_s = camera.time_s();
+            const board::LightSeenRecord half = {seen_mlux, 1000, 1, lamp};
+            const auto ask = [&](uint64_t now_us) { return camera.rule().reach_day(half, now_us); };
+            EXPECT_NEAR(asked_until_yes(&time_s, 10, ask), 1, 0.01) << "as soon as it has settled";
+            for (int i = 0; i < 20; ++i, time_s += ask_s) {
+                ASSERT_TRUE(ask(Camera::us(time_s))) << "until the caller has switched";
+            }
+        }
+    }
+}
+
+TEST(DayNightRuleTest, ADayThatIsFoundInTheDarkIsFollowedByNight) {
+    DayNightRule rule;
+    double time_s = 0;
+    const auto day = [&](uint64_t now_us) { return rule.reach_day({100, 1000, 1, 0}, now_us); };
+    ASSERT_GE(asked_until_yes(&time_s, 10, day), 0);
+    const auto night = [&](uint64_t now_us) { return rule.reach_night({100, 1000, 1, 0}, now_us); };
+    EXPECT_GE(asked_until_yes(&time_s, 10, night), 0);
+}
+
+TEST(DayNightRuleTest, DaylightIsNotTakenForALampThatHasGoneOff) {
+    // Of the switch to day only the lamp's part was done; the same when somebody else switches it off.
+    for (const double lux : {20.0, 30.0, 90.0}) {
+        Camera camera({});
+        camera.live(30, 0.1);
+        ASSERT_TRUE(camera.night());
+        double time_s = camera.time_s();
+        const board::LightSeenRecord half = {static_cast<uint32_t>(lux * 1300), 1000, 0, 0};
+        const auto ask = [&](uint64_t now_us) { return camera.rule().reach_day(half, now_us); };
+        EXPECT_NEAR(asked_until_yes(&time_s, 20, ask), 5, 0.01) << lux;
+        EXPECT_LT(asked_until_yes(&time_s, 20,
+                                  [&](uint64_t now_us) {
+                                      return camera.rule().reach_day({100, 1000, 0, 0}, now_us);
+                                  }),
+                  0)
+            << "and darkness for no day";
+    }
+}
+
+TEST(DayNightRuleTest, ANoisyNightStaysNightAndANoisyDayStaysDay) {
+    for (uint32_t seed = 1; seed <= 20; ++seed) {
+        Camera camera({0.3, 12, 0.1}, seed);
+        camera.live(30, 0.3);
+        ASSERT_TRUE(camera.night());
+        camera.live(3600, 0.3);
+        EXPECT_EQ(camera.switches().size(), 1U) << "the lamp is not the sun";
+        camera.live(3600, 100);
+        EXPECT_EQ(camera.switches().size(), 2U) << "and it does not become night without it";
+    }
+}
+
 TEST(DayNightRuleTest, ABlindMomentOrAPauseBeginsAnew) {
     DayNightRule rule;
     const board::LightSeenRecord dark = {100, 1000, 1, 0};
