@@ -14,11 +14,12 @@
  * The calls may wait for the library's threads, and for the hardware: on the development platform at most 2 s
  * for each thing that has changed, and 4 s more where the library is not connected yet.
  *
- * The callbacks run on the library's own threads, which block all signals, one at a time, and from within
- * oru_api_algo_init on. They do not call the library. After oru_api_algo_stop has returned on_event does not
- * run until oru_api_algo_start, after track_deinit on_track not until track_init, and after
- * oru_api_algo_deinit none at all. A callback that takes long delays the next one and nothing else;
- * detections that come meanwhile are kept, and lost when there are many.
+ * The callbacks run on the library's own threads, one at a time, and from within oru_api_algo_init on. Those
+ * threads block all signals but the ones of a fault of their own (SIGSEGV, SIGBUS, SIGFPE, SIGILL), which the
+ * process handles like any other thread's. The callbacks do not call the library. After oru_api_algo_stop
+ * has returned on_event does not run until oru_api_algo_start, after track_deinit on_track not until
+ * track_init, and after oru_api_algo_deinit none at all. A callback that takes long delays the next one and
+ * nothing else; detections that come meanwhile are kept, and lost when there are many.
  *
  * End: when a start-up fails, oru_api_algo_deinit comes last, after board_system_exit, also where
  * oru_api_algo_init never came: frames and audio have ended then. As a rule the process ends on a signal,

@@ -105,7 +105,8 @@ bool libmortox_set_value(mortox_t *handle, const char *name_space, const char *s
 /*
  * Asks to be told of every change of one key, from now on until the handle is closed. Only on a handle of
  * libmortoxev_config_open. The callback runs on the loop thread with XRESPONSE_NOTIFY or XRESPONSE_RESYNC.
- * `registration` takes the watch's number (the same variable may serve for many watches); it may be null.
+ * `registration` takes the watch's number; its address is used only during the call (so the same variable may
+ * serve for many watches), and it may be null.
  *
  * Result: true when the store has accepted the watch; false when it has not (no such namespace, store gone):
  * nothing is registered.

@@ -74,10 +74,15 @@ bool listener_start(Listener &listener, Session &session) {
         listener.stop = -1;
         return false;
     }
-    sigset_t all;
+    // A fault of the thread's own is the process's to handle; blocked, it would end the process unseen.
+    sigset_t blocked;
     sigset_t before;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &before);
+    sigfillset(&blocked);
+    constexpr int faults[] = {SIGSEGV, SIGBUS, SIGFPE, SIGILL};
+    for (const int fault : faults) {
+        sigdelset(&blocked, fault);
+    }
+    pthread_sigmask(SIG_SETMASK, &blocked, &before);
     const int created = pthread_create(&listener.thread, nullptr, listen, &listener);
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
     if (created != 0) {

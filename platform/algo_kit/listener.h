@@ -1,8 +1,8 @@
 /*
  * libalgo_kit's thread, "algo_kit": takes what boardd has detected off an open session and calls back.
  *
- * It blocks all signals, ends when it is stopped or the session fails, and uses nothing that is torn down
- * when the process exits under it.
+ * It blocks all signals but those of a fault of its own, ends when it is stopped or the session fails, and
+ * uses nothing that is torn down when the process exits under it.
  *
  * Threads: one call at a time, from any thread but its own.
  */

@@ -89,7 +89,7 @@ int32_t session_call(Session &session, uint32_t op, int32_t value, const void *p
 }
 
 Taken session_take(Session &session, Detection *detection) {
-    for (;;) {
+    for (int i = 0; i < session_takes_most; ++i) {
         shbf_event_t event;
         const int32_t status = shbf_rcv_next(session.receiver, &event, 0);
         if (status == 0 || status == -EINTR) {
@@ -111,6 +111,7 @@ Taken session_take(Session &session, Detection *detection) {
             return Taken::detection;
         }
     }
+    return Taken::nothing;
 }
 
 } // namespace algo_kit

@@ -46,7 +46,11 @@ struct Detection {
 
 enum class Taken { detection, nothing, failed };
 
-/* Takes the next detection off the channel, without waiting; what has become too old is passed over. */
+/* As much as one session_take looks at: a board that floods the channel does not keep its caller. */
+constexpr int session_takes_most = 16;
+
+/* Takes the next detection off the channel, without waiting. What has become too old is passed over; after
+ * session_takes_most of that there is nothing for now, though the channel may have more to read. */
 Taken session_take(Session &session, Detection *detection);
 
 } // namespace algo_kit

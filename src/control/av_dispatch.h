@@ -4,8 +4,9 @@
  *
  * Most commands are acknowledged with their code plus one and the board's result. The exceptions, all of them
  * what clients are used to: the speaker commands are never acknowledged, four others always with success,
- * 0x1029 does nothing, and while the overlay commands change device_status, those for wide dynamic range and
- * for turning the picture leave it alone. A code that is no command goes to the board as it is.
+ * 0x1029 does nothing, nor do 0x1003, 0x1031, 0x1033, 0x1035 (result 0) and 0x1037 (result -1), which are
+ * never acknowledged either; and while the overlay commands change device_status, those for wide dynamic
+ * range and for turning the picture leave it alone. A code that is no command goes to the board as it is.
  *
  * Threads: loop thread.
  */

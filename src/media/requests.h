@@ -22,8 +22,8 @@ int32_t evt_rcvr_message_rawframe(void *user, int32_t receiver, const void *byte
 /*
  * Channel 3; every message is a request. The answer: a VideoFrameInfo, then the JPEG. Its word 24 names the
  * kind that was asked for: 1 for "REQ_SNAPSHOT_A" and any beginning of it, the empty message included, 0 for
- * "REQ_SNAPSHOT_R"; for other messages the board's own word stays. Result: 0, or -1 without an answer, as
- * also while a new encoder profile is being applied.
+ * "REQ_SNAPSHOT_R"; either word may bring its NUL along. For other messages the board's own word stays.
+ * Result: 0, or -1 without an answer, as also while a new encoder profile is being applied.
  */
 int32_t evt_rcvr_message_jpeg(void *user, int32_t receiver, const void *bytes, int32_t length);
 

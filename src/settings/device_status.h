@@ -4,8 +4,9 @@
  * Filled at start-up (start_reading.h), kept current by the change handlers (change_handlers.h), read
  * everywhere.
  *
- * Threads: any thread reads; one thread at a time writes: the main thread at start-up, then the loop thread,
- * and the signal handler for `running`. No locks: a worker sees a change at its next look.
+ * Threads: any thread reads; one thread at a time writes: the main thread at start-up, then the loop thread.
+ * `running` is cleared by the signal handler, and by the main thread after a failed start. No locks: a worker
+ * sees a change at its next look.
  */
 #ifndef SETTINGS_DEVICE_STATUS_H
 #define SETTINGS_DEVICE_STATUS_H

@@ -260,15 +260,18 @@ TEST_F(AlgoKit, RefusesParametersThatItDoesNotKnow) {
 TEST_F(AlgoKit, ObeysTheBoardsSwitchesForMotion) {
     start();
     ASSERT_TRUE(eventually([] { return events("Motion x=") > 0; }));
+    // Each end is counted from its own switch: the scene may have brought one by itself before.
+    size_t ends = events("MotionEnd");
     EXPECT_EQ(stop_md(), 0);
-    EXPECT_TRUE(eventually([] { return events("MotionEnd") > 0; }));
+    EXPECT_TRUE(eventually([&] { return events("MotionEnd") > ends; }));
     const size_t before = events("Motion x=");
     ASSERT_TRUE(pass_frames(30));
     EXPECT_EQ(events("Motion x="), before);
     EXPECT_EQ(start_md(), 0);
     EXPECT_TRUE(eventually([&] { return events("Motion x=") > before; }));
+    ends = events("MotionEnd");
     EXPECT_EQ(set_md_sense(0, 4), 0);
-    EXPECT_TRUE(eventually([] { return events("MotionEnd") > 1; })) << "every region is off";
+    EXPECT_TRUE(eventually([&] { return events("MotionEnd") > ends; })) << "every region is off";
 }
 
 TEST_F(AlgoKit, ManyTurnsLeaveNothingBehind) {
@@ -298,7 +301,7 @@ TEST_F(AlgoKit, ManyTurnsLeaveNothingBehind) {
         << " threads, " << entries(board_proc + "/fd") << " descriptors";
 }
 
-TEST_F(AlgoKit, TheThreadBlocksAllSignals) {
+TEST_F(AlgoKit, TheThreadBlocksAllSignalsButThoseOfAFaultOfItsOwn) {
     start();
     std::string thread; // which names itself
     ASSERT_TRUE(eventually([&] { return !(thread = own_thread("algo_kit")).empty(); }));
@@ -306,6 +309,9 @@ TEST_F(AlgoKit, TheThreadBlocksAllSignals) {
     const uint64_t blocked = std::stoull(line.substr(line.find('\t') + 1), nullptr, 16);
     for (const int number : {SIGINT, SIGTERM, SIGALRM, SIGPIPE, SIGUSR1, SIGHUP, SIGCHLD}) {
         EXPECT_NE(blocked >> (number - 1) & 1, 0U) << number;
+    }
+    for (const int number : {SIGSEGV, SIGBUS, SIGFPE, SIGILL}) {
+        EXPECT_EQ(blocked >> (number - 1) & 1, 0U) << number;
     }
 }
 

@@ -105,10 +105,15 @@ void System::start(const std::vector<std::string> &board_arguments) {
     start_daemon();
     must(daemon_is_up(), "the daemon does not come up", *daemon);
     must(streams_run(), "no video comes", *daemon);
+    must(has_started(), "the start-up does not come to its end", *daemon);
 }
 
 bool System::daemon_is_up() {
     return daemon->saw("start mainloop,ev_backend is");
+}
+
+bool System::has_started() {
+    return daemon->saw("osd_tid is =["); // its last line before it waits for its threads
 }
 
 bool System::streams_run() {

@@ -36,11 +36,13 @@ class System {
     void start_empty_store();
     void start_board(const std::vector<std::string> &arguments = {});
     void start_daemon(const Process::Environment &environment = {});
-    /* All three, and waits until both streams bring frames. */
+    /* All three, and waits until both streams bring frames and the main thread has started everything. */
     void start(const std::vector<std::string> &board_arguments = {});
 
     /* Waits until the daemon's loop runs. */
     bool daemon_is_up();
+    /* Waits until the main thread has nothing more to start. */
+    bool has_started();
     /* Waits until a frame comes on both video channels. */
     bool streams_run();
 

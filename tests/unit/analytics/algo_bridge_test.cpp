@@ -48,6 +48,13 @@ TEST_F(AlgoBridge, WithTrackingEnabledStartsItAndItsMailbox) {
     EXPECT_EQ(script.journal, joined({{"oru_api_algo_init()", "track_init()"}, mailbox_attached()}));
 }
 
+TEST_F(AlgoBridge, AnythingButZeroInTheFlagEnablesTracking) {
+    device_status.motion_detection_enable = 2;
+    EXPECT_EQ(oru_algo_init(), 0);
+    EXPECT_EQ(script.journal, joined({{"oru_api_algo_init()", "track_init()"}, mailbox_attached()}));
+    EXPECT_EQ(device_status.motion_detection_enable, 2);
+}
+
 TEST_F(AlgoBridge, StartsTrackingThoughTheLibraryHasFailed) {
     device_status.motion_detection_enable = 1;
     script.results = {{"oru_api_algo_init", -1}};

@@ -203,6 +203,16 @@ TEST_F(SettingHandlers, TrackingOnTwiceStartsItOnce) {
     EXPECT_EQ(device_status.motion_detection_enable, 1);
 }
 
+TEST_F(SettingHandlers, TrackingIsOnOnlyWithAOneInTheFlagAndOffOnlyWithAZero) {
+    device_status.motion_detection_enable = 2;
+    EXPECT_EQ(effect("motion_detection_enable", "on"), joined({{"track_init()"}, mailbox_attached()}));
+    EXPECT_EQ(device_status.motion_detection_enable, 1);
+    device_status.motion_detection_enable = 2;
+    EXPECT_EQ(effect("motion_detection_enable", "off"),
+              joined({{"track_deinit()"}, mailbox_stays(), {failure(-1, 0)}}));
+    EXPECT_EQ(device_status.motion_detection_enable, 0);
+}
+
 TEST_F(SettingHandlers, TrackingOffEndsItThenTheMailboxWhichAlwaysFails) {
     for (const char *value : {"off", "", "ON", "on ", " on", "onn", "o", "1", "true"}) {
         device_status.motion_detection_enable = 1;

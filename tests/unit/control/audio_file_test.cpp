@@ -9,6 +9,7 @@
 #include <cstring>
 #include <fstream>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace {
 
@@ -191,7 +192,6 @@ TEST_F(AudioFile, WithoutMemoryForTheChunkKeepsTheFileOpen) {
 }
 
 TEST_F(AudioFile, WithoutMemoryForTheFrameKeepsChunkAndFile) {
-    ASSERT_EQ(audio_file_set_tx_path("/dev/null.pcm.opus"), 0);
     ASSERT_EQ(audio_file_set_tx_path("/dev/null"), 0);
     script.malloc_fails = {script.mallocs + 2};
     EXPECT_EQ(oru_tx_file_init(), -1);
@@ -289,6 +289,28 @@ TEST_F(AudioFile, AnEmptyFileGivesEmptyBlocks) {
     EXPECT_EQ(block(), "");
     EXPECT_EQ(header_.len, 0U);
     EXPECT_EQ(script.journal, (Entries{"fread(1, 640) = 0", "fread(1, 640) = 0", "oru_g711a_encode(0, 0)"}));
+}
+
+TEST_F(AudioFile, AReadErrorThatIsNotTheEndIsTriedAgainWithEachBlock) {
+    init(directory_.path()); // a directory opens, but cannot be read
+    for (uint32_t n = 0; n < 3; ++n) {
+        script.journal.clear();
+        EXPECT_EQ(block(), "");
+        EXPECT_EQ(header_.seq, n);
+        EXPECT_EQ(script.journal,
+                  (Entries{"fread(1, 640) = 0", "fread(1, 640) = 0", "oru_g711a_encode(0, 0)"}));
+    }
+    EXPECT_EQ(audio_file.frame_count, 3);
+}
+
+TEST_F(AudioFile, AReadErrorIsSilenceInALaw) {
+    const std::string path = directory_.file("x.g711a");
+    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
+    init(path);
+    std::memset(audio_file.file_data, 0x66, 640);
+    EXPECT_EQ(block(), std::string(640, '\0')) << "of what was read before nothing is left";
+    EXPECT_EQ(header_.len, 640U);
+    EXPECT_EQ(script.entries("fread"), (Entries{"fread(1, 640) = 0", "fread(1, 640) = 0"}));
 }
 
 TEST_F(AudioFile, ALawIsPassedThroughInChunks) {

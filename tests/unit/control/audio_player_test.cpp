@@ -59,6 +59,18 @@ TEST_F(AudioPlayer, WithoutANameSaysSo) {
     EXPECT_EQ(pop(), "none");
 }
 
+TEST_F(AudioPlayer, ANameWithoutALastPartIsTheDirectoryItselfWhichHasNothingToPlay) {
+    for (const char *name : {"", "sounds/", "/"}) {
+        script.journal.clear();
+        EXPECT_EQ(audio_player(name), 0) << name;
+        EXPECT_EQ(script.count("fopen(/tmp/, rb)"), 1U) << "opening a directory for reading succeeds";
+        EXPECT_TRUE(script.has("log: playing audio file: [/tmp/]\n"));
+        EXPECT_FALSE(script.has("err: "));
+        ASSERT_EQ(play_queue.count, 1) << name;
+        EXPECT_EQ(pop(), "") << "reading it does not";
+    }
+}
+
 TEST_F(AudioPlayer, AFileThatIsNotThereIsNamedWithTheReason) {
     EXPECT_EQ(audio_player(name_.c_str()), 1) << "the result of the log call";
     EXPECT_EQ(
