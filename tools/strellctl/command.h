@@ -20,7 +20,17 @@ struct Option {
 };
 
 /* What the words behind a command are, for completion. */
-enum class Words { none, streams, settings, settings_and_values, shells, av_commands, topics, scene_subjects, night_modes };
+enum class Words {
+    none,
+    streams,
+    settings,
+    settings_and_values,
+    shells,
+    av_commands,
+    topics,
+    scene_subjects,
+    night_modes
+};
 
 class Arguments;
 
