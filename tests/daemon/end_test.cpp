@@ -48,7 +48,8 @@ TEST_P(EndByFault, InAnyThreadEndsTheProcessAsASignalDoes) {
 
 // Not play_audio: it takes no signals where it waits, and cannot fault there.
 INSTANTIATE_TEST_SUITE_P(Threads, EndByFault,
-                         testing::Values("av_rpc", "video0", "video1", "fetch_audio", "OSD"),
+                         testing::Values("av_rpc", "video0", "video1", "fetch_audio", "OSD",
+                                         "ankai_ircut_ctr", "algo_kit"),
                          [](const auto &row) { return std::string(row.param); });
 
 TEST_F(End, TwoSignalsAtOnceEndTheProcessAsOneDoes) {
@@ -98,6 +99,36 @@ TEST_F(End, AtAnyMoment) {
         ASSERT_EQ(code, handled ? 255 : 128 + number) << "after " << delay.count() << " us\n"
                                                       << system_.daemon->output();
     }
+}
+
+TEST_F(End, WhileTheLastIsStarted) {
+    // Between threads, analytics and the infrared-cut controller, with tracking and without.
+    system_.start_store();
+    system_.start_board();
+    for (const char *tracking : {"off", "on"}) {
+        ASSERT_TRUE(System::set("motion_detection_enable", tracking));
+        for (const char *line : {"start_osd_thread(), ret is 0", "set_ircut_day_mode():", "osd_tid is"}) {
+            for (const int number : {SIGTERM, SIGINT}) {
+                system_.start_daemon();
+                ASSERT_TRUE(system_.daemon->saw(line)) << line << "\n" << system_.daemon->output();
+                system_.daemon->signal(number);
+                EXPECT_EQ(system_.daemon->exit_code(), 255) << line << "\n" << system_.daemon->output();
+                EXPECT_EQ(system_.daemon->count("---sighandler:last -1, new " + std::to_string(number)), 1U);
+            }
+        }
+    }
+}
+
+TEST_F(End, WhileTheLoopWaitsForTheInfraredCutWorker) {
+    system_.start();
+    ASSERT_TRUE(support::eventually(
+        [&] { return support::thread_named(system_.daemon->pid(), "ankai_ircut_ctr") > 0; }));
+    ASSERT_TRUE(System::set("night_mode", "1"));
+    // The worker rests for half a second between its looks, and the loop holds the lock until it has ended.
+    ASSERT_TRUE(system_.daemon->saw("[ircut_mode_switch]switch to ircut mode day"));
+    system_.daemon->signal(SIGTERM);
+    EXPECT_EQ(system_.daemon->exit_code(), 255) << system_.daemon->output();
+    EXPECT_EQ(system_.daemon->count("---sighandler:last -1, new 15---"), 1U);
 }
 
 TEST_F(End, ABoardThatIsKilledEndsTheDaemonAfter202Errors) {

@@ -106,6 +106,10 @@ TEST_F(Start, ABoardThatRefusesToComeUpGivesItsStatus) {
     system_.start_daemon();
     EXPECT_EQ(system_.daemon->exit_code(), 253) << "-3 as an exit status";
     EXPECT_EQ(system_.daemon->count("main(),637"), 0U);
+    for (const char *line : {"error oru_algo_finish failed!", "info oru_ircut_exit enter",
+                             "info [oru_ircut_exit] already exit"}) {
+        EXPECT_EQ(system_.daemon->count(line), 1U) << line;
+    }
     EXPECT_FALSE(std::filesystem::exists(system_.dir().file("video_mainstream")));
 }
 
