@@ -64,7 +64,7 @@ TEST_F(AudioPlayer, ANameWithoutALastPartIsTheDirectoryItselfWhichHasNothingToPl
         script.journal.clear();
         EXPECT_EQ(audio_player(name), 0) << name;
         EXPECT_EQ(script.count("fopen(/tmp/, rb)"), 1U) << "opening a directory for reading succeeds";
-        EXPECT_TRUE(script.has("log: playing audio file: [/tmp/]\n"));
+        EXPECT_TRUE(script.has("info: playing audio file: [/tmp/]\n"));
         EXPECT_FALSE(script.has("err: "));
         ASSERT_EQ(play_queue.count, 1) << name;
         EXPECT_EQ(pop(), "") << "reading it does not";
