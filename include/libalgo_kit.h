@@ -65,7 +65,7 @@ typedef int32_t (*algo_event_callback_t)(const char *text, int32_t length);
 
 /*
  * Where a tracked subject is, seen from the centre of the picture: by so many steps, of half a degree each,
- * the camera has to turn to bring it there. At most 30 steps each way. Little-endian when stored or sent.
+ * the camera has to turn to bring it there. At most 90 steps each way. Little-endian when stored or sent.
  */
 typedef struct TrackDirection {
     int32_t horizontal; /* pan steps, 0 for none; positive: the subject is to the right of the centre */

@@ -18,7 +18,7 @@
 namespace board {
 
 constexpr uint64_t track_again_us = 500'000;
-constexpr int32_t track_steps_max = 30;
+constexpr int32_t track_steps_max = 90;
 
 /* What the picture's height shows, of a picture of 16 to 9; and a step. Hundredths of a degree. */
 constexpr int32_t view_field_vertical = view_field_horizontal * 9 / 16;
