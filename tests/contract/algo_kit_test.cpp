@@ -189,8 +189,8 @@ TEST_F(AlgoKit, TracksWithAndWithoutDetection) {
     const std::lock_guard<std::mutex> lock(journal.mutex);
     for (const TrackDirection &direction : journal.directions) {
         EXPECT_TRUE(direction.horizontal != 0 || direction.vertical != 0);
-        EXPECT_LE(std::abs(direction.horizontal), 30);
-        EXPECT_LE(std::abs(direction.vertical), 30);
+        EXPECT_LE(std::abs(direction.horizontal), 90);
+        EXPECT_LE(std::abs(direction.vertical), 90);
         EXPECT_EQ(direction.reserved, 0);
     }
 }

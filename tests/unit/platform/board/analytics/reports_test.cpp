@@ -74,9 +74,9 @@ TEST_P(Directions, BringBackToTheMiddle) {
 INSTANTIATE_TEST_SUITE_P(Places, Directions,
                          testing::Values(Place{320, 192, 0, 0}, Place{400, 240, 0, 0}, Place{240, 144, 0, 0},
                                          Place{401, 192, 28, 0}, Place{239, 192, -28, 0},
-                                         Place{620, 192, 30, 0}, Place{20, 192, -30, 0},
+                                         Place{620, 192, 90, 0}, Place{20, 192, -90, 0},
                                          Place{320, 243, 0, 16}, Place{320, 141, 0, -16},
-                                         Place{620, 364, 30, 30}, Place{20, 20, -30, -30}));
+                                         Place{620, 364, 90, 55}, Place{20, 20, -90, -55}));
 
 TEST(TrackRule, TellsAtMostTwiceASecond) {
     TrackRule rule;
