@@ -26,10 +26,12 @@ bool take_all(Listener &listener) {
     for (;;) {
         Detection detection;
         const Taken taken = session_take(*listener.session, &detection);
-        if (taken != Taken::detection) {
+        if (taken == Taken::nothing || taken == Taken::failed) {
             return taken == Taken::nothing;
         }
-        call_back(listener, detection);
+        if (taken == Taken::detection) {
+            call_back(listener, detection);
+        }
         uint64_t stopped = 0;
         if (eventfd_read(listener.stop, &stopped) == 0) {
             eventfd_write(listener.stop, stopped); // for the loop below

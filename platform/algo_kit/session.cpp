@@ -111,7 +111,7 @@ Taken session_take(Session &session, Detection *detection) {
             return Taken::detection;
         }
     }
-    return Taken::nothing;
+    return Taken::more;
 }
 
 } // namespace algo_kit

@@ -44,13 +44,14 @@ struct Detection {
     };
 };
 
-enum class Taken { detection, nothing, failed };
+enum class Taken { detection, nothing, more, failed };
 
 /* As much as one session_take looks at: a board that floods the channel does not keep its caller. */
 constexpr int session_takes_most = 16;
 
 /* Takes the next detection off the channel, without waiting. What has become too old is passed over; after
- * session_takes_most of that there is nothing for now, though the channel may have more to read. */
+ * session_takes_most of that the answer is `more`: nothing yet, but the channel may have more to read. The
+ * channel is polled only after `nothing`. */
 Taken session_take(Session &session, Detection *detection);
 
 } // namespace algo_kit

@@ -6,8 +6,7 @@
  * time, also after channel_close. Exported from libshbf for libshbfev alone; not part of the public contract.
  *
  * Locks: Channel::lock guards the arena and the receivers. It is never held across a system call on the way
- * of a frame; only attaching, a receiver's very first frame, and telling the loop side of an error make one
- * under it. There is no second lock.
+ * of a frame; only attaching, and a channel's very first frame, make one under it. There is no second lock.
  */
 #ifndef SHBF_CHANNEL_H
 #define SHBF_CHANNEL_H
@@ -20,20 +19,24 @@
 namespace shbf {
 
 /*
- * A receiver as the broadcaster sees it. Made and freed on the loop thread. A call that is about to send to
- * it pins it under the lock; detaching waits for the pins, so a sender never writes to a descriptor that has
- * been closed. The wait is short: sending never blocks.
+ * A receiver as the broadcaster sees it. Made and freed on the loop thread. Who is about to wake it, or to
+ * send to it, pins it under the lock; detaching waits for the pins, so nobody ever writes to a descriptor
+ * that has been closed, or to memory that is no longer the link page. The wait is short: neither blocks.
  */
 struct Receiver {
     int32_t id; // positive, never used again in this channel
     int fd;
     uint32_t index; // bit in Block::holders
     uint32_t window;
-    uint32_t held;    // blocks with its bit set; under the lock
-    uint32_t skipped; // under the lock
-    const ReleaseWord *released;
-    bool has_arena; // the Arena packet has been sent; under the lock
-    bool given_up;  // holds nothing, is sent nothing, and waits for the loop side to drop it; under the lock
+    LinkPage *page;
+    // all under the lock
+    uint32_t held;    // blocks with its bit set
+    uint32_t skipped; // frames and messages
+    uint32_t pushed;  // entries of its ring
+    uint32_t packets; // sent to it behind Welcome
+    bool has_arena;   // the Arena packet has been sent
+    bool given_up;    // holds nothing, is sent nothing, and waits for the loop side to drop it
+    // not under the lock
     std::atomic<int32_t> pins;
     // errno value that the loop side has not yet reported; 0 for none, ETIMEDOUT when it was given up
     std::atomic<int32_t> error;
@@ -51,10 +54,11 @@ struct Channel {
     uint32_t skipped;
     uint32_t largest; // the largest size asked for so far
     bool closed;
-    std::atomic<int32_t> detaching; // threads that wait in `unpinned`
+    std::atomic<int32_t> waiting; // threads that wait in `unpinned`
     pthread_cond_t unpinned;
-    int wake_fd;   // eventfd that tells the loop side of errors; -1 when nobody listens
-    Channel *next; // all channels of the process; set once
+    int wake_fd;                    // eventfd that tells the loop side of errors; -1 when nobody listens
+    std::atomic<int32_t> wake_pins; // threads that are about to write to it
+    Channel *next;                  // all channels of the process; set once
 };
 
 /* All receivers of the channel, instead of one id. */
@@ -92,7 +96,7 @@ PLATFORM_API int32_t shbf_channel_message(shbf::Channel *channel, int32_t receiv
 PLATFORM_API int32_t shbf_channel_attach(shbf::Channel *channel, int fd, uint32_t window,
                                          shbf::Receiver **receiver);
 
-/* Frees all that the receiver holds, and the receiver. */
+/* Frees all that the receiver holds, and the receiver; it sees the end of the connection. */
 PLATFORM_API void shbf_channel_detach(shbf::Channel *channel, shbf::Receiver *receiver);
 
 /*

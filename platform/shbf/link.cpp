@@ -3,6 +3,7 @@
 #include "run_dir/run_dir.h"
 #include "shbf/memory_file.h"
 #include "shbf/packet.h"
+#include "shbf/sleep.h"
 
 #include <errno.h>
 #include <stdlib.h>
@@ -14,8 +15,14 @@ using namespace shbf;
 
 namespace {
 
-constexpr uint32_t slots_trusted_max = 65536;
 constexpr uint32_t arena_trusted_max = (1u << 30) + 65536;
+
+/* A broadcaster that is killed wakes nobody, so who sleeps on its word looks at the socket from time to time.
+ * One that ends in order, or drops this receiver, is heard of at once. */
+constexpr int64_t sleep_slice_ms = 200;
+
+/* What read_packet says of a Wake. */
+constexpr int only_a_wake = 1;
 
 /* Reads a record that must fill the whole packet. */
 template <typename Record>
@@ -30,19 +37,18 @@ bool read_record(const Link *link, int length, Record *record) {
 int take_welcome(Link *link, int length, int passed) {
     Welcome welcome;
     if (link->attached || !read_record(link, length, &welcome) || welcome.magic != wire_magic ||
-        welcome.version != wire_version || welcome.slots > slots_trusted_max || welcome.receiver <= 0 ||
+        welcome.version != wire_version || welcome.slots != slots_max || welcome.receiver <= 0 ||
         welcome.index >= receivers_max) {
         return -EPROTO;
     }
-    const uint32_t bytes = welcome.slots * static_cast<uint32_t>(sizeof(ReleaseWord));
-    if (bytes == 0 || passed < 0 || !memory_file_is_safe(passed, bytes)) {
+    if (passed < 0 || !memory_file_is_safe(passed, link_page_bytes)) {
         return -EPROTO;
     }
-    void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, passed, 0);
+    void *memory = mmap(nullptr, link_page_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, passed, 0);
     if (memory == MAP_FAILED) {
         return -errno;
     }
-    link->released = static_cast<ReleaseWord *>(memory);
+    link->page = static_cast<LinkPage *>(memory);
     link->slots = welcome.slots;
     link->id = welcome.receiver;
     link->index = welcome.index;
@@ -66,26 +72,59 @@ int take_arena(Link *link, int length, int passed) {
     return 0;
 }
 
-int take_frame(const Link *link, int length, shbf_event_t *event) {
+/* Is there an entry of the ring that has not been taken? */
+bool has_entry(const Link *link) {
+    return link->page != nullptr && link->page->pushed.load(std::memory_order_acquire) != link->entries;
+}
+
+/* Does the broadcaster say that it has sent a packet that has not been taken? */
+bool has_packet(const Link *link) {
+    return link->page != nullptr &&
+           static_cast<int32_t>(link->page->packets.load(std::memory_order_acquire) - link->packets) > 0;
+}
+
+/* The next entry, copied: what is checked is what is used. */
+Frame read_entry(const Link *link) {
+    const Word *entry = link->page->ring[link->entries % ring_entries];
+    uint32_t words[frame_words];
+    for (uint32_t i = 0; i < frame_words; ++i) {
+        words[i] = entry[i].load(std::memory_order_relaxed);
+    }
     Frame frame;
-    if (link->arena == nullptr || !read_record(link, length, &frame) || frame.slot >= link->slots ||
+    memcpy(&frame, words, sizeof frame);
+    return frame;
+}
+
+int take_frame(Link *link, const Frame &frame, shbf_event_t *event) {
+    const uint32_t pushed = link->page->pushed.load(std::memory_order_relaxed);
+    if (link->arena == nullptr || pushed - link->entries > ring_entries || frame.slot >= link->slots ||
         frame.offset > link->arena_bytes || frame.size > link->arena_bytes - frame.offset) {
         return -EPROTO;
     }
+    ++link->entries;
     if (!shbf_link_intact(link)) {
         return -EPIPE; // given up while this was on its way
     }
     event->kind = SHBF_EVENT_FRAME;
     event->frame.data = link->arena + frame.offset;
     event->frame.size = frame.size;
-    event->frame.number = frame.number;
+    event->frame.number = frame.sequence;
     event->frame.skipped = frame.skipped;
     event->frame.slot = frame.slot;
     event->frame.sequence = frame.sequence;
     return 1;
 }
 
-int take_message(const Link *link, int length, shbf_event_t *event) {
+int take_message(Link *link, shbf_event_t *event) {
+    link->message_waits = false;
+    event->kind = SHBF_EVENT_MESSAGE;
+    event->message.bytes = link->packet + sizeof(Message);
+    event->message.length = link->message_length;
+    return 1;
+}
+
+/* It is taken when the frames before it have been. */
+int keep_message(Link *link, int length) {
     Message record;
     if (!link->attached || length < static_cast<int>(sizeof record)) {
         return -EPROTO;
@@ -95,10 +134,10 @@ int take_message(const Link *link, int length, shbf_event_t *event) {
         return -EPROTO;
     }
     link->packet[length] = 0;
-    event->kind = SHBF_EVENT_MESSAGE;
-    event->message.bytes = link->packet + sizeof record;
-    event->message.length = record.length;
-    return 1;
+    link->message_waits = true;
+    link->message_length = record.length;
+    link->message_after = record.frames;
+    return 0;
 }
 
 int take_refusal(const Link *link, int length) {
@@ -109,26 +148,51 @@ int take_refusal(const Link *link, int length) {
     return -refused.error;
 }
 
-int take_packet(Link *link, int length, int passed, shbf_event_t *event) {
+int take_packet(Link *link, int length, int passed) {
     Kind kind;
     if (length < static_cast<int>(sizeof kind)) {
         return -EPROTO;
     }
     memcpy(&kind, link->packet, sizeof kind);
+    link->packets += link->attached && kind != Kind::wake ? 1 : 0;
     switch (kind) {
     case Kind::welcome:
         return take_welcome(link, length, passed);
     case Kind::arena:
         return take_arena(link, length, passed);
-    case Kind::frame:
-        return take_frame(link, length, event);
+    case Kind::wake:
+        return link->attached && length == static_cast<int>(sizeof(Wake)) ? only_a_wake : -EPROTO;
     case Kind::message:
-        return take_message(link, length, event);
+        return keep_message(link, length);
     case Kind::refused:
         return take_refusal(link, length);
     default:
         return -EPROTO;
     }
+}
+
+/* One packet, if there is one: 0, `only_a_wake`, -EAGAIN when there is none, or an error. */
+int read_packet(Link *link) {
+    int passed = -1;
+    int length = packet_receive(link->fd, link->packet, packet_max, &passed, false);
+    if (length == -ECONNRESET) {
+        // The broadcaster closed with messages unread; what it had sent before stands behind this.
+        length = packet_receive(link->fd, link->packet, packet_max, &passed, false);
+    }
+    if (length == 0 || length == -ECONNRESET) {
+        if (passed >= 0) {
+            close(passed);
+        }
+        return -EPIPE;
+    }
+    if (length < 0) {
+        return length == -EMSGSIZE ? -EPROTO : length;
+    }
+    const int result = take_packet(link, length, passed);
+    if (passed >= 0) {
+        close(passed); // the mapping stays
+    }
+    return result;
 }
 
 } // namespace
@@ -153,8 +217,8 @@ void shbf_link_close(Link *link) {
     if (link->fd >= 0) {
         close(link->fd);
     }
-    if (link->released != nullptr) {
-        munmap(link->released, link->slots * sizeof(ReleaseWord));
+    if (link->page != nullptr) {
+        munmap(link->page, link_page_bytes);
     }
     if (link->arena != nullptr) {
         munmap(const_cast<uint8_t *>(link->arena), link->arena_bytes);
@@ -164,27 +228,62 @@ void shbf_link_close(Link *link) {
     link->fd = -1;
 }
 
-int shbf_link_receive(Link *link, shbf_event_t *event, bool wait) {
-    int passed = -1;
-    int length = packet_receive(link->fd, link->packet, packet_max, &passed, wait);
-    if (length == -ECONNRESET) {
-        // The broadcaster closed with messages unread; what it had sent before stands behind this.
-        length = packet_receive(link->fd, link->packet, packet_max, &passed, wait);
+int shbf_link_take(Link *link, shbf_event_t *event) {
+    const bool entry = has_entry(link);
+    if (link->message_waits && (!entry || static_cast<int32_t>(link->entries - link->message_after) >= 0)) {
+        return take_message(link, event);
     }
-    if (length == 0 || length == -ECONNRESET) {
-        if (passed >= 0) {
-            close(passed);
+    if (!entry && !has_packet(link)) {
+        return -EAGAIN;
+    }
+    Frame frame{};
+    if (entry) {
+        frame = read_entry(link);
+        if (link->message_waits || static_cast<int32_t>(frame.packets - link->packets) <= 0) {
+            return take_frame(link, frame, event);
         }
-        return -EPIPE;
     }
-    if (length < 0) {
-        return length == -EMSGSIZE ? -EPROTO : length;
+    const int result = read_packet(link);
+    if (result == -EAGAIN) {
+        // The broadcaster said that there was one.
+        return entry ? take_frame(link, frame, event) : -EPROTO;
     }
-    const int result = take_packet(link, length, passed, event);
-    if (passed >= 0) {
-        close(passed); // the mapping stays
+    return result == only_a_wake ? 0 : result;
+}
+
+int shbf_link_look(Link *link, shbf_event_t *event) {
+    if (link->page != nullptr) {
+        link->page->asleep.store(asleep_on_socket, std::memory_order_seq_cst);
+        std::atomic_thread_fence(std::memory_order_seq_cst);
+    }
+    if (link->message_waits || has_entry(link)) {
+        return shbf_link_take(link, event);
+    }
+    const int result = read_packet(link);
+    if (result == only_a_wake) {
+        return has_entry(link) || has_packet(link) ? 0 : -EAGAIN;
     }
     return result;
+}
+
+int shbf_link_sleep(Link *link, int64_t timeout_ms) {
+    const bool last = timeout_ms >= 0 && timeout_ms <= sleep_slice_ms;
+    Word *asleep = &link->page->asleep;
+    asleep->store(asleep_on_word, std::memory_order_seq_cst);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    int result = 0;
+    if (!has_entry(link) && !has_packet(link)) {
+        result = sleep_on(asleep, asleep_on_word, static_cast<uint32_t>(last ? timeout_ms : sleep_slice_ms));
+    }
+    asleep->store(awake, std::memory_order_relaxed);
+    if (result != -ETIMEDOUT) {
+        return result;
+    }
+    result = read_packet(link);
+    if (result == -EAGAIN && last) {
+        return -ETIMEDOUT;
+    }
+    return result == -EAGAIN || result == only_a_wake ? 0 : result;
 }
 
 bool shbf_link_intact(const Link *link) {
@@ -198,7 +297,7 @@ void shbf_link_release(const Link *link, const shbf_frame_t *frame) {
     if (frame->slot >= link->slots) {
         return;
     }
-    ReleaseWord *word = &link->released[frame->slot];
+    Word *word = &link->page->released[frame->slot];
     uint32_t before = word->load(std::memory_order_relaxed);
     while ((before == 0 || static_cast<int32_t>(frame->sequence - before) > 0) &&
            !word->compare_exchange_weak(before, frame->sequence, std::memory_order_release,
@@ -210,6 +309,6 @@ int32_t shbf_link_send(const Link *link, const void *bytes, uint32_t length) {
     if (length > message_max) {
         return -EMSGSIZE;
     }
-    const int result = packet_send_message(link->fd, bytes, length);
+    const int result = packet_send_message(link->fd, bytes, length, 0);
     return result == -ECONNRESET ? -EPIPE : result;
 }

@@ -66,8 +66,8 @@ int packet_send(int fd, const void *packet, size_t length, int passed) {
     return send_parts(fd, &part, 1, passed);
 }
 
-int packet_send_message(int fd, const void *bytes, uint32_t length) {
-    Message record = {Kind::message, length};
+int packet_send_message(int fd, const void *bytes, uint32_t length, uint32_t frames) {
+    Message record = {Kind::message, length, frames};
     iovec parts[] = {{&record, sizeof record}, {const_cast<void *>(bytes), length}};
     return send_parts(fd, parts, 2, -1);
 }

@@ -16,7 +16,7 @@ namespace shbf {
 int packet_send(int fd, const void *packet, size_t length, int passed);
 
 /* Sends a Message packet: its record and then `bytes`, from where they are. */
-int packet_send_message(int fd, const void *bytes, uint32_t length);
+int packet_send_message(int fd, const void *bytes, uint32_t length, uint32_t frames);
 
 /*
  * Receives one packet of at most `capacity` bytes. With `passed`, takes one descriptor that came along (-1

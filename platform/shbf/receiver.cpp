@@ -44,7 +44,7 @@ int attach(Link *link, const char *path, uint32_t window, int timeout_ms) {
         }
         if (result > 0) {
             shbf_event_t unexpected;
-            result = shbf_link_receive(link, &unexpected, false);
+            result = shbf_link_look(link, &unexpected);
         }
         if (result == -EINTR || result == -EAGAIN) {
             result = 0;
@@ -92,25 +92,27 @@ PLATFORM_API int32_t shbf_rcv_fd(const shbf_rcv_t *receiver) {
     return receiver->link.fd;
 }
 
-// One system call for each frame when waiting for ever (the socket itself waits), two with a deadline.
+// One system call for each frame that is waited for, none for one that is there.
 PLATFORM_API int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, int32_t timeout_ms) {
-    const bool for_ever = timeout_ms < 0;
+    Link *link = &receiver->link;
     const int64_t deadline_ms = timeout_ms <= 0 ? 0 : now_ms() + timeout_ms;
     int result = 0;
     while (result == 0) {
-        if (timeout_ms > 0) {
-            const int ready = wait_readable(receiver->link.fd, deadline_ms);
-            if (ready <= 0) {
-                return ready;
-            }
+        result = shbf_link_take(link, event);
+        if (result != -EAGAIN) {
+            continue;
         }
-        result = shbf_link_receive(&receiver->link, event, for_ever);
-        if (result == -EAGAIN) {
-            // Nothing there: for who does not wait, the answer; for who does, another thread was faster.
-            result = 0;
-            if (timeout_ms == 0) {
-                break;
+        if (timeout_ms == 0) {
+            result = shbf_link_look(link, event);
+            if (result == -EAGAIN) {
+                return 0;
             }
+            continue;
+        }
+        const int64_t left_ms = timeout_ms < 0 ? -1 : deadline_ms - now_ms();
+        result = timeout_ms > 0 && left_ms < 0 ? -ETIMEDOUT : shbf_link_sleep(link, left_ms);
+        if (result == -ETIMEDOUT) {
+            return 0;
         }
     }
     return result;

@@ -1,5 +1,5 @@
-// The receiver on a libev loop. One packet a turn: the loop says again what else there is, and a busy channel
-// cannot keep the loop from its other watchers.
+// The receiver on a libev loop. So much a turn and no more: a busy channel cannot keep the loop from its
+// other watchers. The socket says nothing of frames that it has left, so a timer calls again.
 
 #include "shbf/link.h"
 
@@ -14,17 +14,21 @@ struct shbfev_rcv {
     struct ev_loop *loop;
     ev_io io;
     ev_timer attach_timeout;
+    ev_timer again;
     shbfev_rcv_callbacks_t callbacks;
     void *user;
+    bool *closed; // set when a callback of a turn closes it; null outside of one
 };
 
 namespace {
 
 constexpr uint32_t attach_timeout_default_ms = 2000;
+constexpr int events_per_turn = 16;
 
 void stop(shbfev_rcv_t *receiver) {
     ev_io_stop(receiver->loop, &receiver->io);
     ev_timer_stop(receiver->loop, &receiver->attach_timeout);
+    ev_timer_stop(receiver->loop, &receiver->again);
 }
 
 /* The last thing that is done with the receiver: the callback may close it. */
@@ -48,24 +52,55 @@ void tell(shbfev_rcv_t *receiver, const shbf_event_t &event) {
     }
 }
 
-void on_readable(struct ev_loop *loop, ev_io *watcher, int /*revents*/) {
-    shbfev_rcv_t *receiver = static_cast<shbfev_rcv_t *>(watcher->data);
+/* One event, if there is one. False when there is none, or nothing will come any more. */
+bool serve_one(shbfev_rcv_t *receiver) {
     const bool was_attached = receiver->link.attached;
     shbf_event_t event;
-    const int result = shbf_link_receive(&receiver->link, &event, false);
+    int result = shbf_link_take(&receiver->link, &event);
+    if (result == -EAGAIN) {
+        result = shbf_link_look(&receiver->link, &event);
+    }
     if (result == -EAGAIN || result == -EINTR) {
-        return;
+        return false;
     }
     if (result < 0) {
         end(receiver, result);
-    } else if (result > 0) {
+        return false;
+    }
+    if (result > 0) {
         tell(receiver, event);
     } else if (!was_attached && receiver->link.attached) {
-        ev_timer_stop(loop, &receiver->attach_timeout);
+        ev_timer_stop(receiver->loop, &receiver->attach_timeout);
         if (receiver->callbacks.attached != nullptr) {
             receiver->callbacks.attached(receiver->user, receiver);
         }
     }
+    return true;
+}
+
+void serve(shbfev_rcv_t *receiver) {
+    bool closed = false;
+    receiver->closed = &closed;
+    int served = 0;
+    while (served < events_per_turn && serve_one(receiver) && !closed) {
+        ++served;
+    }
+    if (closed) {
+        return;
+    }
+    receiver->closed = nullptr;
+    if (served == events_per_turn) {
+        ev_timer_set(&receiver->again, 0.0, 0.0);
+        ev_timer_start(receiver->loop, &receiver->again);
+    }
+}
+
+void on_readable(struct ev_loop * /*loop*/, ev_io *watcher, int /*revents*/) {
+    serve(static_cast<shbfev_rcv_t *>(watcher->data));
+}
+
+void on_again(struct ev_loop * /*loop*/, ev_timer *watcher, int /*revents*/) {
+    serve(static_cast<shbfev_rcv_t *>(watcher->data));
 }
 
 void on_attach_timeout(struct ev_loop * /*loop*/, ev_timer *watcher, int /*revents*/) {
@@ -97,7 +132,8 @@ PLATFORM_API shbfev_rcv_t *shbfev_rcv_open(struct ev_loop *loop, const char *pat
     ev_io_init(&receiver->io, on_readable, receiver->link.fd, EV_READ);
     ev_timer_init(&receiver->attach_timeout, on_attach_timeout, static_cast<ev_tstamp>(timeout_ms) / 1000.0,
                   0.0);
-    receiver->io.data = receiver->attach_timeout.data = receiver;
+    ev_timer_init(&receiver->again, on_again, 0.0, 0.0);
+    receiver->io.data = receiver->attach_timeout.data = receiver->again.data = receiver;
     ev_io_start(loop, &receiver->io);
     ev_timer_start(loop, &receiver->attach_timeout);
     return receiver;
@@ -117,6 +153,9 @@ PLATFORM_API int32_t shbfev_rcv_send(shbfev_rcv_t *receiver, const void *bytes, 
 
 PLATFORM_API void shbfev_rcv_close(shbfev_rcv_t *receiver) {
     if (receiver != nullptr) {
+        if (receiver->closed != nullptr) {
+            *receiver->closed = true;
+        }
         stop(receiver);
         shbf_link_close(&receiver->link);
         free(receiver);

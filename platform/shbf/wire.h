@@ -1,6 +1,6 @@
 /*
- * What travels between a broadcaster and its receivers: packets on a SOCK_SEQPACKET socket, and the release
- * table.
+ * What travels between a broadcaster and its receivers: packets on a SOCK_SEQPACKET socket, and the link
+ * page, memory that one receiver and the broadcaster share.
  *
  * All words are in the machine's byte order: both ends are on one machine. Every packet begins with its kind,
  * and has exactly the size of its record (a Message: its record and then its bytes). docs/formats/channels.md
@@ -9,11 +9,12 @@
  *     receiver                                      broadcaster
  *        | -- connect ------------------------------> |
  *        | -- Hello --------------------------------> |
- *        | <- Welcome + descriptor of its own table - |      or Refused, or (role query) Info
- *        | <- Arena + descriptor of the arena ------- |      once, before the first Frame
- *        | <- Frame, Frame, Message ... ------------- |
- *        | -- Message ------------------------------> |
- *        | == release: one word in its table =======> |      no packet
+ *        | <- Welcome + descriptor of its link page - |      or Refused, or (role query) Info
+ *        | <- Arena + descriptor of the arena ------- |      once, before the first frame
+ *        | <= frame: an entry of the ring =========== |      no packet
+ *        | == release: one word of the table =======> |      no packet
+ *        | <- Wake ---------------------------------- |      only to a receiver that sleeps in poll
+ *        | <- Message ------------------------------> |      both ways
  */
 #ifndef SHBF_WIRE_H
 #define SHBF_WIRE_H
@@ -25,7 +26,7 @@
 namespace shbf {
 
 constexpr uint32_t wire_magic = 0x46424853; // "SHBF"
-constexpr uint32_t wire_version = 1;
+constexpr uint32_t wire_version = 2;
 
 /* Most receivers of one channel: the holders of a buffer are the bits of a word. */
 constexpr uint32_t receivers_max = 32;
@@ -43,7 +44,7 @@ enum class Kind : uint32_t {
     welcome = 2,
     refused = 3,
     arena = 4,
-    frame = 5,
+    wake = 5,
     message = 6,
     info = 7,
 };
@@ -78,20 +79,14 @@ struct ArenaPacket {
     uint32_t size; // bytes
 };
 
-struct Frame {
+struct Wake {
     Kind kind;
-    uint32_t offset;   // of the first byte, in the arena
-    uint32_t size;     // valid bytes
-    uint32_t slot;     // which word of the release table
-    uint32_t sequence; // what to write there
-    uint32_t number;   // counts what the channel published
-    uint32_t skipped;  // counts what this receiver missed
-    uint32_t reserved;
 };
 
 struct Message {
     Kind kind;
     uint32_t length; // bytes behind this record
+    uint32_t frames; // from the broadcaster: how many ring entries come before this message; else 0
 };
 
 struct Info {
@@ -106,23 +101,67 @@ struct Info {
 };
 
 static_assert(sizeof(Hello) == 24 && sizeof(Welcome) == 24 && sizeof(Refused) == 8 &&
-              sizeof(ArenaPacket) == 8 && sizeof(Frame) == 32 && sizeof(Message) == 8 && sizeof(Info) == 32);
-static_assert(offsetof(Frame, slot) == 12 && offsetof(Frame, sequence) == 16 &&
-              offsetof(Frame, skipped) == 24);
+              sizeof(ArenaPacket) == 8 && sizeof(Wake) == 4 && sizeof(Message) == 12 && sizeof(Info) == 32);
 
 /* The largest packet. */
 constexpr size_t packet_max = sizeof(Message) + message_max;
 
+/* A frame, as an entry of the ring describes it. */
+struct Frame {
+    uint32_t offset;   // of the first byte, in the arena
+    uint32_t size;     // valid bytes
+    uint32_t slot;     // which word of the release table
+    uint32_t sequence; // what to write there; counts what the channel published
+    uint32_t skipped;  // counts what this receiver missed
+    uint32_t packets;  // how many packets behind Welcome come before this frame; Wakes do not count
+    uint32_t reserved[2];
+};
+constexpr uint32_t frame_words = 8;
+static_assert(sizeof(Frame) == frame_words * 4 && offsetof(Frame, sequence) == 12 &&
+              offsetof(Frame, packets) == 20);
+
+/* Entries of the ring: a receiver has at most window_max frames that it has not released, so none that it has
+ * not taken is ever overwritten. */
+constexpr uint32_t ring_entries = window_max;
+static_assert((ring_entries & (ring_entries - 1)) == 0);
+
+/* How a receiver sleeps, and so how it is woken. */
+constexpr uint32_t awake = 0;
+constexpr uint32_t asleep_on_word = 1;   // FUTEX_WAIT on LinkPage::asleep
+constexpr uint32_t asleep_on_socket = 2; // poll: a Wake packet
+
+using Word = std::atomic<uint32_t>;
+static_assert(sizeof(Word) == 4);
+
 /*
- * The release table, one for each receiver, in a memory file that only this receiver and the broadcaster map:
- * `slots_max` words, at first 0. A receiver gives a frame back by storing the frame's sequence in the word
- * of the frame's slot (release order). The broadcaster compares (acquire order) and believes nothing else, so
- * whatever a receiver writes there can only give back what it was sent itself: a wrong value, a second
- * release or a release of somebody else's frame matches nothing.
+ * What one receiver and the broadcaster share, in a memory file that nobody else maps; at first all 0 but
+ * `asleep`, which is asleep_on_socket.
+ *
+ * `released`: a receiver gives a frame back by storing the frame's sequence in the word of the frame's slot
+ * (release order). The broadcaster compares (acquire order) and believes nothing else, so whatever a receiver
+ * writes there can only give back what it was sent itself: a wrong value, a second release or a release of
+ * somebody else's frame matches nothing.
+ *
+ * `asleep`: a receiver that found nothing says how it is going to sleep, and then looks at `pushed` and
+ * `packets` once more. The broadcaster, after it has changed one of them, looks at `asleep`; when it is not
+ * `awake`, makes it so, and wakes the receiver. Between write and look each side has a full fence, so one of
+ * them sees the other's. Who is awake, or is being woken, costs no system call.
+ *
+ * What the broadcaster writes it never reads again, so what a receiver scribbles there harms only itself.
+ * Words that different sides write are in cache lines of their own.
  */
-using ReleaseWord = std::atomic<uint32_t>;
-static_assert(sizeof(ReleaseWord) == 4);
-constexpr size_t release_table_bytes = slots_max * sizeof(ReleaseWord);
+struct LinkPage {
+    // written by the receiver
+    Word released[slots_max];
+    alignas(64) Word asleep; // also by the broadcaster, when it wakes it
+    // written by the broadcaster
+    alignas(64) Word pushed; // entries of the ring so far; entry n is ring[n % ring_entries]; wraps
+    Word packets;            // packets sent so far behind Welcome, Wakes not counted; wraps
+    alignas(64) Word ring[ring_entries][frame_words];
+};
+static_assert(sizeof(LinkPage) == 3200 && offsetof(LinkPage, asleep) == 1024 &&
+              offsetof(LinkPage, pushed) == 1088 && offsetof(LinkPage, ring) == 1152);
+constexpr uint32_t link_page_bytes = sizeof(LinkPage);
 
 /*
  * The first bytes of the arena. When the broadcaster gives up a receiver, whatever for, it stores that

@@ -77,6 +77,57 @@ TEST_F(Receiver, TheDescriptorIsReadableWhenThereIsSomething) {
     EXPECT_EQ(poll(&poller, 1, 5000), 1);
 }
 
+/* What polls finds everything, however little it takes at a time, as long as it goes on until there is nothing. */
+TEST_F(Receiver, WhoPollsIsWokenForEachFrame) {
+    TestChannel channel(path);
+    open();
+    pollfd poller = {shbf_rcv_fd(receiver_), POLLIN, 0};
+    for (uint8_t i = 1; i <= 100; ++i) {
+        ASSERT_EQ(shbf_rcv_next(receiver_, &event_, 0), 0) << "nothing yet, and so asleep";
+        ASSERT_EQ(channel.publish(100, i), 1);
+        ASSERT_EQ(poll(&poller, 1, 10000), 1);
+        int taken = 0;
+        while (shbf_rcv_next(receiver_, &event_, 0) == 1) {
+            shbf_rcv_release(receiver_, &event_.frame);
+            ++taken;
+        }
+        ASSERT_EQ(taken, 1);
+    }
+}
+
+TEST_F(Receiver, FramesAndMessagesComeInTheOrderInWhichTheyWereSent) {
+    TestChannel channel(path);
+    open();
+    const auto what_comes = [&] {
+        std::string order;
+        while (shbf_rcv_next(receiver_, &event_, 100) == 1) {
+            if (event_.kind == SHBF_EVENT_MESSAGE) {
+                order += static_cast<const char *>(event_.message.bytes);
+            } else {
+                order += static_cast<char>(*static_cast<const uint8_t *>(event_.frame.data));
+                shbf_rcv_release(receiver_, &event_.frame);
+            }
+        }
+        return order;
+    };
+    const auto send = [&](const std::string &order) {
+        for (const char letter : order) {
+            if (letter >= 'a') {
+                ASSERT_EQ(shbfev_brd_broadcast_message(channel.brd, &letter, 1), 1);
+            } else {
+                ASSERT_EQ(channel.publish(100, static_cast<uint8_t>(letter)), 1);
+            }
+        }
+    };
+    for (const std::string order : {"aAbB", "ABab", "abAB", "AabBCcd", "aaaaAAAAaAaA"}) {
+        send(order);
+        EXPECT_EQ(what_comes(), order);
+        EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 0), 0) << "now it sleeps on the socket, and is sent Wakes";
+        send(order);
+        EXPECT_EQ(what_comes(), order);
+    }
+}
+
 TEST_F(Receiver, ASignalInterruptsTheWait) {
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -315,7 +366,31 @@ class HostileBroadcaster : public Receiver {
     static shbf::Welcome good_welcome() {
         return {shbf::Kind::welcome, shbf::wire_magic, shbf::wire_version, 1, shbf::slots_max, 0};
     }
-    static shbf::Frame good_frame() { return {shbf::Kind::frame, 0, 100, 0, 1, 1, 0, 0}; }
+    static shbf::Frame good_frame() { return {0, 100, 0, 1, 0, 1, {0, 0}}; }
+
+    ~HostileBroadcaster() override {
+        if (page_ != nullptr) {
+            munmap(page_, shbf::link_page_bytes);
+        }
+    }
+
+    /* A link page that the impostor can write too, for the welcome of the next receiver. */
+    int new_page() {
+        const int fd = memory_file(4096, F_SEAL_SHRINK);
+        void *memory = mmap(nullptr, shbf::link_page_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+        EXPECT_NE(memory, MAP_FAILED);
+        page_ = static_cast<shbf::LinkPage *>(memory);
+        return fd;
+    }
+
+    void push(const shbf::Frame &frame) {
+        uint32_t words[shbf::frame_words];
+        memcpy(words, &frame, sizeof words);
+        for (uint32_t i = 0; i < shbf::frame_words; ++i) {
+            page_->ring[page_->pushed % shbf::ring_entries][i] = words[i];
+        }
+        ++page_->pushed;
+    }
 
     /* The errno of attaching to an impostor that answers with `answer`. */
     template <typename Answer>
@@ -335,9 +410,9 @@ class HostileBroadcaster : public Receiver {
     template <typename Packets>
     int after_welcome(Packets packets) {
         EXPECT_EQ(error_of_open([&] {
-                      const int table = memory_file(4096, F_SEAL_SHRINK);
-                      impostor_.say(good_welcome(), table);
-                      close(table);
+                      const int page = new_page();
+                      impostor_.say(good_welcome(), page);
+                      close(page);
                   }),
                   0);
         packets();
@@ -347,10 +422,12 @@ class HostileBroadcaster : public Receiver {
     void say_arena(uint32_t claimed, off_t real, int seals) {
         const int arena = memory_file(real, seals);
         impostor_.say(shbf::ArenaPacket{shbf::Kind::arena, claimed}, arena);
+        ++page_->packets;
         close(arena);
     }
 
     Impostor impostor_;
+    shbf::LinkPage *page_ = nullptr;
 };
 
 TEST_F(HostileBroadcaster, SilenceTimesOut) {
@@ -385,12 +462,12 @@ TEST_F(HostileBroadcaster, WelcomeWithoutADescriptor) {
     EXPECT_EQ(error_of_open([&] { impostor_.say(good_welcome()); }), EPROTO);
 }
 
-TEST_F(HostileBroadcaster, AReleaseTableThatCouldBeCutShort) {
+TEST_F(HostileBroadcaster, ALinkPageThatCouldBeCutShort) {
     EXPECT_EQ(error_of_open([&] { impostor_.say(good_welcome(), memory_file(4096, F_SEAL_GROW)); }), EPROTO);
 }
 
-TEST_F(HostileBroadcaster, AReleaseTableThatIsTooShort) {
-    EXPECT_EQ(error_of_open([&] { impostor_.say(good_welcome(), memory_file(1023, F_SEAL_SHRINK)); }),
+TEST_F(HostileBroadcaster, ALinkPageThatIsTooShort) {
+    EXPECT_EQ(error_of_open([&] { impostor_.say(good_welcome(), memory_file(3199, F_SEAL_SHRINK)); }),
               EPROTO);
 }
 
@@ -403,17 +480,21 @@ TEST_F(HostileBroadcaster, ARefusalWithoutAReason) {
 }
 
 TEST_F(HostileBroadcaster, AFrameBeforeTheArena) {
-    EXPECT_EQ(after_welcome([&] { impostor_.say(good_frame()); }), -EPROTO);
+    EXPECT_EQ(after_welcome([&] { push(good_frame()); }), -EPROTO);
 }
 
-TEST_F(HostileBroadcaster, AFrameBeforeWelcome) {
-    EXPECT_EQ(error_of_open([&] { impostor_.say(good_frame()); }), EPROTO);
+TEST_F(HostileBroadcaster, AWakeBeforeWelcome) {
+    EXPECT_EQ(error_of_open([&] { impostor_.say(shbf::Wake{shbf::Kind::wake}); }), EPROTO);
+}
+
+TEST_F(HostileBroadcaster, AMessageBeforeWelcome) {
+    EXPECT_EQ(error_of_open([&] { impostor_.say(shbf::Message{shbf::Kind::message, 0, 0}); }), EPROTO);
 }
 
 TEST_F(HostileBroadcaster, AnHonestFrameIsTaken) {
     EXPECT_EQ(after_welcome([&] {
                   say_arena(4096, 4096, F_SEAL_SHRINK);
-                  impostor_.say(good_frame());
+                  push(good_frame());
               }),
               1);
     EXPECT_EQ(event_.frame.size, 100U);
@@ -443,7 +524,7 @@ TEST_F(HostileBroadcaster, FramesThatDoNotLieInTheArena) {
                       frame.offset = wrong.offset;
                       frame.size = wrong.size;
                       frame.slot = wrong.slot;
-                      impostor_.say(frame);
+                      push(frame);
                   }),
                   -EPROTO);
         shbf_rcv_close(receiver_);
@@ -451,11 +532,64 @@ TEST_F(HostileBroadcaster, FramesThatDoNotLieInTheArena) {
     }
 }
 
+TEST_F(HostileBroadcaster, MoreFramesThanTheRingHolds) {
+    EXPECT_EQ(after_welcome([&] {
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  push(good_frame());
+                  page_->pushed = shbf::ring_entries + 1;
+              }),
+              -EPROTO);
+}
+
+TEST_F(HostileBroadcaster, APromisedPacketThatNeverComes) {
+    EXPECT_EQ(after_welcome([&] { page_->packets = 7; }), -EPROTO);
+}
+
+TEST_F(HostileBroadcaster, AFrameBehindAPacketThatNeverComesIsTakenAllTheSame) {
+    EXPECT_EQ(after_welcome([&] {
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  shbf::Frame frame = good_frame();
+                  frame.packets = 9;
+                  push(frame);
+              }),
+              1);
+}
+
+TEST_F(HostileBroadcaster, AMessageBehindFramesThatNeverComeIsTakenAllTheSame) {
+    EXPECT_EQ(after_welcome([&] {
+                  impostor_.say(shbf::Message{shbf::Kind::message, 0, 5});
+                  page_->packets = 1;
+              }),
+              1);
+    EXPECT_EQ(event_.kind, SHBF_EVENT_MESSAGE);
+}
+
+TEST_F(HostileBroadcaster, ASecondArena) {
+    EXPECT_EQ(after_welcome([&] {
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+              }),
+              -EPROTO);
+}
+
+TEST_F(HostileBroadcaster, WakesWithoutReasonDoNotKeepAReceiverFromItsTimeout) {
+    EXPECT_EQ(after_welcome([&] {
+                  for (int i = 0; i < 20; ++i) {
+                      impostor_.say(shbf::Wake{shbf::Kind::wake});
+                  }
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  push(good_frame());
+              }),
+              1);
+    EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 50), 0);
+    EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 0), 0);
+}
+
 TEST_F(HostileBroadcaster, AMessageThatLiesAboutItsLength) {
     struct {
         shbf::Message record;
         char bytes[4];
-    } packet = {{shbf::Kind::message, 100}, "abc"};
+    } packet = {{shbf::Kind::message, 100, 0}, "abc"};
     EXPECT_EQ(after_welcome([&] { impostor_.say(packet); }), -EPROTO);
 }
 

@@ -278,13 +278,13 @@ TEST_F(Robustness, NonsenseFromAReceiverIsReportedAndTheAnswerDecides) {
     TestChannel channel(path);
     channel.error_answer = -1;
     const int fd = attach_raw();
-    const uint32_t no_message[2] = {static_cast<uint32_t>(shbf::Kind::frame), 0};
+    const uint32_t no_message[2] = {static_cast<uint32_t>(shbf::Kind::arena), 0};
     send(fd, no_message, sizeof no_message, 0);
     EXPECT_TRUE(channel.saw("error 1 " + std::to_string(EPROTO)));
     struct {
         shbf::Message record;
         char bytes[4];
-    } lie = {{shbf::Kind::message, 3}, "abc"};
+    } lie = {{shbf::Kind::message, 3, 0}, "abc"};
     send(fd, &lie, sizeof lie, 0);
     EXPECT_TRUE(eventually([&] { return channel.count("error 1 " + std::to_string(EPROTO)) == 2; }));
     const std::string huge(100000, 'x');
@@ -308,7 +308,7 @@ TEST_F(Robustness, DescriptorsThatAReceiverSendsAreNotKept) {
     ASSERT_TRUE(channel.saw("new 1"));
     const auto before = descriptors();
     for (int i = 0; i < 50; ++i) {
-        shbf::Message record = {shbf::Kind::message, 0};
+        shbf::Message record = {shbf::Kind::message, 0, 0};
         iovec part = {&record, sizeof record};
         alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
         msghdr message{};
@@ -356,7 +356,7 @@ TEST_F(Robustness, AFloodOfMessagesDoesNotStarveOthers) {
     std::atomic<bool> stop = false;
     std::thread flooder([&] {
         const int fd = attach_raw();
-        const shbf::Message empty = {shbf::Kind::message, 0};
+        const shbf::Message empty = {shbf::Kind::message, 0, 0};
         while (!stop) {
             send(fd, &empty, sizeof empty, MSG_DONTWAIT);
         }

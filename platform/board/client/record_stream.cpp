@@ -100,11 +100,11 @@ Wait wait_for_record(const RecordStream &stream, uint64_t deadline_us) {
 
 /* Holds a frame afterwards, unless there is none in time; false when the board has failed. */
 bool find_frame(RecordStream &stream, uint64_t deadline_us) {
-    while (!stream.holding) {
-        const Wait wait = wait_for_record(stream, stream.answering ? 0 : deadline_us);
-        if (wait != Wait::ready) {
-            return wait == Wait::nothing;
-        }
+    if (stream.holding) {
+        return true;
+    }
+    Wait wait = wait_for_record(stream, 0); // has it failed?
+    while (!stream.holding && wait != Wait::failed) {
         int taken = 1;
         while (taken > 0 && !stream.holding) {
             taken = take_record(stream);
@@ -112,11 +112,12 @@ bool find_frame(RecordStream &stream, uint64_t deadline_us) {
         if (taken < 0) {
             return false;
         }
-        if (stream.answering || monotonic_us() >= deadline_us) {
+        if (stream.holding || stream.answering || monotonic_us() >= deadline_us) {
             return true;
         }
+        wait = wait_for_record(stream, deadline_us);
     }
-    return true;
+    return wait != Wait::failed;
 }
 
 /* One of the answers that boardd wants given. */

@@ -1,0 +1,147 @@
+#include "shbf/holding.h"
+
+#include <errno.h>
+#include <time.h>
+
+namespace shbf {
+
+namespace {
+
+bool holds(const Receiver *receiver, const Block *block) {
+    return (block->holders >> receiver->index & 1) != 0;
+}
+
+uint32_t now_ms() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return static_cast<uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+}
+
+void let_go(Channel *channel, Receiver *receiver, Block *block) {
+    block->holders &= ~(1u << receiver->index);
+    --receiver->held;
+    free_if_unused(channel, block);
+}
+
+enum class Pressure { none, some, high };
+
+/* By how many of the largest buffers still fit. */
+Pressure pressure(const Channel *channel) {
+    const uint64_t room = arena_room(channel->arena);
+    const uint64_t largest = channel->largest;
+    return room >= 2 * largest ? Pressure::none : 2 * room >= 3 * largest ? Pressure::some : Pressure::high;
+}
+
+/* The block that has been held longest, when that is too long. */
+const Block *held_too_long(const Arena *arena) {
+    const uint32_t now = now_ms();
+    uint32_t age = hold_limit_ms;
+    const Block *oldest = nullptr;
+    for (uint16_t index = 0; index != no_block; index = arena->blocks[index].next) {
+        const Block *block = &arena->blocks[index];
+        if (block->used && block->holders != 0 && now - block->sent_ms > age) {
+            age = now - block->sent_ms;
+            oldest = block;
+        }
+    }
+    return oldest;
+}
+
+} // namespace
+
+void hold(Receiver *receiver, Block *block) {
+    if (block->sent == 0) {
+        block->sent_ms = now_ms();
+    }
+    block->sent |= 1u << receiver->index;
+    block->holders |= 1u << receiver->index;
+    ++receiver->held;
+}
+
+void free_if_unused(Channel *channel, Block *block) {
+    if (!block->owned && block->holders == 0) {
+        arena_free(channel->arena, block);
+    }
+}
+
+void reap(Channel *channel) {
+    Arena *arena = channel->arena;
+    uint32_t left = arena->used_blocks;
+    for (uint16_t index = 0; left != 0; ++index) {
+        Block *block = &arena->blocks[index];
+        left -= block->used ? 1 : 0;
+        for (uint32_t holders = block->used ? block->holders : 0; holders != 0; holders &= holders - 1) {
+            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
+            if (receiver->page->released[index].load(std::memory_order_acquire) == block->sequence) {
+                let_go(channel, receiver, block);
+            }
+        }
+    }
+}
+
+/* The fuller the arena, the fewer unreleased buffers a receiver may have: those who keep up lose nothing
+ * while others sit on theirs. */
+bool admits(const Channel *channel, const Receiver *receiver) {
+    constexpr uint32_t held_under_pressure = 3;
+    if (receiver->given_up) {
+        return false;
+    }
+    if (receiver->held == 0) {
+        return true;
+    }
+    switch (pressure(channel)) {
+    case Pressure::none:
+        return receiver->held < receiver->window;
+    case Pressure::some:
+        return receiver->held < held_under_pressure && receiver->held < receiver->window;
+    default:
+        return false;
+    }
+}
+
+void skip(Channel *channel, Receiver *receiver, Turn *turn) {
+    ++receiver->skipped;
+    ++channel->skipped;
+    if (!receiver->given_up) {
+        turn->report(receiver, EAGAIN);
+    }
+}
+
+void take_back(Channel *channel, Receiver *receiver) {
+    if (channel->arena == nullptr) {
+        return;
+    }
+    arena_head(channel->arena)->given_up[receiver->index].store(receiver->id, std::memory_order_relaxed);
+    std::atomic_thread_fence(std::memory_order_release); // before whatever is written to that memory next
+    for (uint16_t index = 0; receiver->held != 0; ++index) {
+        Block *block = &channel->arena->blocks[index];
+        if (block->used && holds(receiver, block)) {
+            let_go(channel, receiver, block);
+        }
+    }
+}
+
+void forget(Channel *channel, const Receiver *receiver) {
+    Arena *arena = channel->arena;
+    for (uint16_t index = 0; arena != nullptr && index != no_block; index = arena->blocks[index].next) {
+        arena->blocks[index].sent &= ~(1u << receiver->index);
+    }
+}
+
+/* Stopped, hanging, or up to no good: they must not cost the others theirs. */
+void give_up_idle(Channel *channel, Turn *turn) {
+    while (pressure(channel) == Pressure::high) {
+        const Block *block = held_too_long(channel->arena);
+        if (block == nullptr) {
+            return;
+        }
+        for (uint32_t holders = block->holders; holders != 0; holders &= holders - 1) {
+            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
+            receiver->given_up = true;
+            take_back(channel, receiver);
+            turn->report(receiver, ETIMEDOUT);
+        }
+    }
+}
+
+} // namespace shbf

@@ -1,0 +1,111 @@
+#include "shbf/turn.h"
+
+#include "shbf/packet.h"
+#include "shbf/sleep.h"
+
+#include <unistd.h>
+
+namespace shbf {
+
+namespace {
+
+/* Whatever had the pin may be gone as soon as it is the last; the channel never is. */
+void unpin(Channel *channel, std::atomic<int32_t> *pins) {
+    if (pins->fetch_sub(1, std::memory_order_seq_cst) == 1 &&
+        channel->waiting.load(std::memory_order_seq_cst) != 0) {
+        pthread_mutex_lock(&channel->lock);
+        pthread_cond_broadcast(&channel->unpinned);
+        pthread_mutex_unlock(&channel->lock);
+    }
+}
+
+void wake_on_word(const Pinned &sleepers) {
+    Word *words[receivers_max];
+    for (uint32_t i = 0; i < sleepers.count; ++i) {
+        words[i] = &sleepers.receivers[i]->page->asleep;
+    }
+    wake_all(words, sleepers.count);
+}
+
+void wake_on_socket(const Pinned &sleepers) {
+    for (uint32_t i = 0; i < sleepers.count; ++i) {
+        // No room: then there is something to read, and it does not sleep.
+        const Wake packet = {Kind::wake};
+        packet_send(sleepers.receivers[i]->fd, &packet, sizeof packet, -1);
+    }
+}
+
+} // namespace
+
+void pin(Pinned *pinned, Receiver *receiver) {
+    receiver->pins.fetch_add(1, std::memory_order_relaxed);
+    pinned->receivers[pinned->count] = receiver;
+    ++pinned->count;
+}
+
+void drop_pins(Channel *channel, const Pinned &pinned) {
+    for (uint32_t i = 0; i < pinned.count; ++i) {
+        unpin(channel, &pinned.receivers[i]->pins);
+    }
+}
+
+void wait_for_pins(Channel *channel, const std::atomic<int32_t> &pins) {
+    channel->waiting.fetch_add(1, std::memory_order_seq_cst);
+    while (pins.load(std::memory_order_seq_cst) != 0) {
+        pthread_cond_wait(&channel->unpinned, &channel->lock);
+    }
+    channel->waiting.fetch_sub(1, std::memory_order_seq_cst);
+}
+
+Turn::Turn(Channel *channel) : channel_(channel) {
+    pthread_mutex_lock(&channel->lock);
+}
+
+Turn::~Turn() {
+    Pinned on_word;
+    Pinned on_socket;
+    find_sleepers(&on_word, &on_socket);
+    const int loop_fd = tell_loop_ ? channel_->wake_fd : -1;
+    if (loop_fd >= 0) {
+        channel_->wake_pins.fetch_add(1, std::memory_order_relaxed);
+    }
+    pthread_mutex_unlock(&channel_->lock);
+
+    wake_on_word(on_word);
+    wake_on_socket(on_socket);
+    drop_pins(channel_, on_word);
+    drop_pins(channel_, on_socket);
+    if (loop_fd >= 0) {
+        const uint64_t one = 1;
+        // Fails only when 2^64 - 2 wake-ups wait: the loop is awake.
+        const ssize_t ignored = write(loop_fd, &one, sizeof one);
+        static_cast<void>(ignored);
+        unpin(channel_, &channel_->wake_pins);
+    }
+}
+
+void Turn::report(Receiver *receiver, int error) {
+    tell_loop_ |= receiver->error.exchange(error, std::memory_order_acq_rel) == 0;
+}
+
+/* Of those for whom there is something new. The fence stands between writing that and reading `asleep`; the
+ * receiver has one between writing `asleep` and looking whether there is something new. */
+void Turn::find_sleepers(Pinned *on_word, Pinned *on_socket) {
+    if ((entries_ | packets_) == 0) {
+        return;
+    }
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
+        Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
+        Word *asleep = &receiver->page->asleep;
+        const uint32_t how = asleep->load(std::memory_order_relaxed);
+        const bool by_entry = (entries_ >> receiver->index & 1) != 0;
+        if (how == awake || (how != asleep_on_word && !by_entry)) {
+            continue;
+        }
+        asleep->store(awake, std::memory_order_relaxed);
+        pin(how == asleep_on_word ? on_word : on_socket, receiver);
+    }
+}
+
+} // namespace shbf
