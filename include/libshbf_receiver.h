@@ -90,8 +90,8 @@ typedef struct shbf_event {
 shbf_rcv_t *shbf_rcv_open(const char *path, const shbf_rcv_options_t *options);
 
 /*
- * The descriptor to poll for reading. Readable: call shbf_rcv_next with timeout 0 until it returns 0, and only
- * then poll again: what has been fetched says nothing of what is left.
+ * The descriptor to poll for reading. Readable: call shbf_rcv_next with timeout 0 until it returns 0, and
+ * only then poll again: what has been fetched says nothing of what is left.
  */
 int32_t shbf_rcv_fd(const shbf_rcv_t *receiver);
 

@@ -118,7 +118,8 @@ int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd);
  * moment (receivers hold too much) or never will (`size` larger than the arena). The content is undefined.
  *
  * The arena is made at the first call: four times the first size, at least 64 KiB. A channel on which nothing
- * is allocated has none.
+ * is allocated has none. One that needs much less for 256 calls gets a smaller one, and the full size back as
+ * soon as it is short.
  *
  * After shbfev_brd_destroy the call still hands out buffers, of memory that nobody else sees, so that a
  * producer thread that comes too late does no harm.

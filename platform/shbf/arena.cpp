@@ -81,13 +81,13 @@ void *map_memory(Arena *arena, bool shared) {
 
 } // namespace
 
-Arena *arena_open(uint32_t size, bool shared) {
+Arena *arena_open(uint32_t number, uint32_t size, bool shared) {
     Arena *arena = static_cast<Arena *>(calloc(1, sizeof(Arena)));
     if (arena == nullptr) {
         return nullptr;
     }
-    constexpr uint32_t head = sizeof(ArenaHead);
-    arena->size = round_up(head + size, static_cast<uint32_t>(sysconf(_SC_PAGESIZE)));
+    arena->number = number;
+    arena->size = round_up(size, static_cast<uint32_t>(sysconf(_SC_PAGESIZE)));
     arena->fd = -1;
     void *memory = map_memory(arena, shared);
     if (memory == MAP_FAILED) {
@@ -98,11 +98,10 @@ Arena *arena_open(uint32_t size, bool shared) {
         return nullptr;
     }
     arena->base = static_cast<uint8_t *>(memory);
-    arena->blocks[0].offset = head;
-    arena->blocks[0].length = arena->size - head;
+    arena->blocks[0].length = arena->size;
     arena->blocks[0].previous = arena->blocks[0].next = no_block;
     arena->spare = no_block;
-    for (uint16_t index = slots_max - 1; index >= 1; --index) {
+    for (uint16_t index = arena_slots - 1; index >= 1; --index) {
         give_spare(arena, index);
     }
     return arena;

@@ -5,9 +5,9 @@
  * become a bus error) and sealed: it can neither shrink nor grow, and nobody but this process, which mapped
  * it before it was sealed, can ever map it writable.
  *
- * The memory begins with an ArenaHead (wire.h); blocks tile the rest in address order, and a free block never
- * stands beside another free one. Which is which is known only here, in private memory: receivers can neither
- * see nor damage it. First fit keeps what is in use together at the low end.
+ * Blocks tile the memory in address order, and a free block never stands beside another free one. Which is
+ * which is known only here, in private memory: receivers can neither see nor damage it. First fit keeps what
+ * is in use together at the low end.
  *
  * Threads: none of its own; the channel's lock guards everything (channel.h).
  */
@@ -22,7 +22,7 @@ namespace shbf {
 constexpr uint32_t block_unit = 64;
 constexpr uint16_t no_block = 0xffff;
 
-/* One tile of the arena. Its index is its slot on the wire. */
+/* One tile of the arena. */
 struct Block {
     uint32_t offset;
     uint32_t length;   // bytes, a multiple of block_unit
@@ -39,24 +39,20 @@ struct Block {
 
 struct Arena {
     uint8_t *base;
-    uint32_t size;  // the head included
+    uint32_t number; // of the channel's arenas, from 1
+    uint32_t size;
     int fd;         // for receivers, cannot be written through; -1: private memory that nobody else ever sees
     uint16_t spare; // blocks that tile nothing at the moment, linked by next
     uint32_t used_bytes;
     uint32_t used_blocks;
-    Block blocks[slots_max]; // blocks[0] is always the first tile
+    Block blocks[arena_slots]; // blocks[0] is always the first tile
 };
-
-inline ArenaHead *arena_head(const Arena *arena) {
-    return static_cast<ArenaHead *>(static_cast<void *>(arena->base));
-}
 
 /*
  * A new arena with room for `size` bytes (and what rounding up to whole pages adds), shared with receivers or
- * private.
- * Null when memory is short.
+ * private. Null when memory is short.
  */
-Arena *arena_open(uint32_t size, bool shared);
+Arena *arena_open(uint32_t number, uint32_t size, bool shared);
 void arena_close(Arena *arena);
 
 /* A block of at least `size` bytes, used and owned; null when there is no room. */
@@ -76,6 +72,11 @@ Block *arena_find(Arena *arena, const void *address);
 
 inline uint16_t block_index(const Arena *arena, const Block *block) {
     return static_cast<uint16_t>(block - arena->blocks);
+}
+
+/* On the wire. */
+inline uint32_t slot_of(const Arena *arena, uint16_t index) {
+    return arena->number % arenas_max * arena_slots + index;
 }
 
 } // namespace shbf

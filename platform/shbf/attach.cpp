@@ -56,15 +56,15 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     channel->last_id = channel->last_id == INT32_MAX ? 1 : channel->last_id + 1;
     receiver->id = channel->last_id;
     receiver->index = index;
-    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, index};
+    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, 0};
     const int result = packet_send(receiver->fd, &packet, sizeof packet, page_fd);
     if (result < 0) {
         return result;
     }
     channel->receivers[index] = receiver;
     ++channel->receiver_count;
-    if (channel->arena != nullptr) {
-        send_arena(channel, receiver); // if it fails now, it goes with the first frame
+    if (channel->memory.arena != nullptr) {
+        send_arena(channel->memory.arena, receiver); // if it fails now, it goes with the first frame
     }
     return 0;
 }
@@ -79,12 +79,16 @@ void tell_of_the_end(Receiver *receiver) {
 
 } // namespace
 
-bool shbf::send_arena(const Channel *channel, Receiver *receiver) {
-    const ArenaPacket packet = {Kind::arena, channel->arena->size};
-    if (packet_send(receiver->fd, &packet, sizeof packet, channel->arena->fd) != 0) {
+bool shbf::send_arena(const Arena *arena, Receiver *receiver) {
+    uint32_t *has = &receiver->arenas[arena->number % arenas_max];
+    if (*has == arena->number) {
+        return true;
+    }
+    const ArenaPacket packet = {Kind::arena, arena->size, arena->number};
+    if (packet_send(receiver->fd, &packet, sizeof packet, arena->fd) != 0) {
         return false;
     }
-    receiver->has_arena = true;
+    *has = arena->number;
     count_packet(receiver);
     return true;
 }

@@ -16,33 +16,9 @@ using namespace shbf;
 
 namespace {
 
-constexpr uint32_t arena_buffers = 4;
-constexpr uint32_t arena_least_bytes = 65536 - sizeof(ArenaHead);
 constexpr uint32_t size_most_bytes = 1u << 28;
 
 std::atomic<Channel *> all_channels;
-
-// ---- the arena; all under the lock ----
-
-void set_arena(Channel *channel, Arena *arena) {
-    channel->arena = arena;
-    channel->bytes.store(arena == nullptr ? 0 : arena->size, std::memory_order_relaxed);
-    channel->base.store(arena == nullptr ? nullptr : arena->base, std::memory_order_release);
-}
-
-/* A closed channel keeps an arena only as long as the application owns a buffer of it. */
-void drop_closed_arena(Channel *channel) {
-    Arena *arena = channel->arena;
-    if (channel->closed && arena != nullptr && arena->used_blocks == 0) {
-        set_arena(channel, nullptr);
-        arena_close(arena);
-    }
-}
-
-Arena *first_arena(const Channel *channel, uint32_t size) {
-    const uint32_t bytes = size * arena_buffers;
-    return arena_open(bytes < arena_least_bytes ? arena_least_bytes : bytes, !channel->closed);
-}
 
 // ---- receivers; all under the lock ----
 
@@ -56,11 +32,6 @@ Receiver *find_receiver(const Channel *channel, int32_t id) {
 }
 
 // ---- publishing ----
-
-Block *owned_block(const Channel *channel, const void *buffer) {
-    Block *block = channel->arena == nullptr ? nullptr : arena_find(channel->arena, buffer);
-    return block != nullptr && block->owned ? block : nullptr;
-}
 
 /* Under the lock: the next number of the channel, if it has none yet. */
 void number(Channel *channel, Block *block) {
@@ -82,19 +53,15 @@ void write_entry(Receiver *receiver, const Frame &frame) {
 }
 
 /* Under the lock: gives the receiver the block, or notes that it is skipped. */
-bool give(Channel *channel, Receiver *receiver, Block *block, Turn *turn) {
-    if (!admits(channel, receiver) || (!receiver->has_arena && !send_arena(channel, receiver))) {
+bool give(Channel *channel, Receiver *receiver, const Place &place, Turn *turn) {
+    Block *block = place.block;
+    if (!admits(channel, receiver) || !send_arena(place.arena, receiver)) {
         skip(channel, receiver, turn);
         return false;
     }
     hold(receiver, block);
-    write_entry(receiver, {block->offset,
-                           block->size,
-                           block_index(channel->arena, block),
-                           block->sequence,
-                           receiver->skipped,
-                           receiver->packets,
-                           {0, 0}});
+    write_entry(receiver, {block->offset, block->size, slot_of(place.arena, block_index(place.arena, block)),
+                           block->sequence, receiver->skipped, receiver->packets, place.arena->number, 0});
     turn->entry_for(receiver);
     return true;
 }
@@ -117,12 +84,15 @@ Channel *shbf_channel_of(const void *buffer) {
     const uintptr_t wanted = reinterpret_cast<uintptr_t>(buffer);
     Channel *channel = all_channels.load(std::memory_order_acquire);
     for (; channel != nullptr; channel = channel->next) {
-        const uintptr_t base = reinterpret_cast<uintptr_t>(channel->base.load(std::memory_order_acquire));
-        if (base != 0 && wanted - base < channel->bytes.load(std::memory_order_relaxed)) {
-            break;
+        for (uint32_t place = 0; place < arenas_max; ++place) {
+            const uint8_t *base = channel->memory.base[place].load(std::memory_order_acquire);
+            const uint32_t bytes = channel->memory.bytes[place].load(std::memory_order_relaxed);
+            if (base != nullptr && wanted - reinterpret_cast<uintptr_t>(base) < bytes) {
+                return channel;
+            }
         }
     }
-    return channel;
+    return nullptr;
 }
 
 void *shbf_channel_alloc(Channel *channel, uint32_t size) {
@@ -130,48 +100,42 @@ void *shbf_channel_alloc(Channel *channel, uint32_t size) {
         return nullptr;
     }
     Turn turn(channel);
-    if (channel->arena == nullptr) {
-        Arena *arena = first_arena(channel, size);
-        if (arena == nullptr) {
-            return nullptr;
-        }
-        set_arena(channel, arena);
-    }
     reap(channel);
-    if (size > channel->largest && size <= channel->arena->size) {
-        channel->largest = size;
+    if (!provide_arena(channel, size)) {
+        return nullptr;
     }
     give_up_idle(channel, &turn);
-    const Block *block = arena_alloc(channel->arena, size);
-    return block == nullptr ? nullptr : channel->arena->base + block->offset;
+    Arena *arena = channel->memory.arena;
+    const Block *block = arena_alloc(arena, size);
+    return block == nullptr ? nullptr : arena->base + block->offset;
 }
 
 int32_t shbf_channel_trim(Channel *channel, void *buffer, uint32_t size) {
     const Turn turn(channel);
-    Block *block = owned_block(channel, buffer);
-    if (block == nullptr || block->sequence != 0) {
+    const Place place = owned_place(channel, buffer);
+    if (place.block == nullptr || place.block->sequence != 0) {
         return -EINVAL;
     }
-    if (size > block->size) {
+    if (size > place.block->size) {
         return -EMSGSIZE;
     }
-    arena_trim(channel->arena, block, size);
+    arena_trim(place.arena, place.block, size);
     return 0;
 }
 
 uint32_t shbf_channel_size(Channel *channel, const void *buffer) {
     const Turn turn(channel);
-    const Block *block = owned_block(channel, buffer);
-    return block == nullptr ? 0 : block->size;
+    const Place place = owned_place(channel, buffer);
+    return place.block == nullptr ? 0 : place.block->size;
 }
 
 void shbf_channel_free(Channel *channel, void *buffer) {
     const Turn turn(channel);
-    Block *block = owned_block(channel, buffer);
-    if (block != nullptr) {
-        block->owned = false;
-        free_if_unused(channel, block);
-        drop_closed_arena(channel);
+    const Place place = owned_place(channel, buffer);
+    if (place.block != nullptr) {
+        place.block->owned = false;
+        free_if_unused(place.arena, place.block);
+        tidy(channel);
     }
 }
 
@@ -180,7 +144,8 @@ int32_t shbf_channel_broadcast(Channel *channel, void *buffer) {
         return -EINVAL;
     }
     Turn turn(channel);
-    Block *block = owned_block(channel, buffer);
+    const Place place = owned_place(channel, buffer);
+    Block *block = place.block;
     if (block == nullptr) {
         return -EINVAL;
     }
@@ -190,12 +155,12 @@ int32_t shbf_channel_broadcast(Channel *channel, void *buffer) {
     for (Receiver *receiver : channel->receivers) {
         // One that was sent this buffer before has it already, or has had it.
         if (receiver != nullptr && !was_sent(receiver, block)) {
-            reached += give(channel, receiver, block, &turn) ? 1 : 0;
+            reached += give(channel, receiver, place, &turn) ? 1 : 0;
         }
     }
     block->owned = false;
-    free_if_unused(channel, block);
-    drop_closed_arena(channel);
+    free_if_unused(place.arena, block);
+    tidy(channel);
     return reached;
 }
 
@@ -204,7 +169,8 @@ int32_t shbf_channel_send(Channel *channel, int32_t receiver_id, void *buffer) {
         return -EINVAL;
     }
     Turn turn(channel);
-    Block *block = owned_block(channel, buffer);
+    const Place place = owned_place(channel, buffer);
+    Block *block = place.block;
     if (block == nullptr) {
         return -EINVAL;
     }
@@ -217,7 +183,7 @@ int32_t shbf_channel_send(Channel *channel, int32_t receiver_id, void *buffer) {
         return -EALREADY;
     }
     number(channel, block);
-    return give(channel, receiver, block, &turn) ? 0 : -EAGAIN;
+    return give(channel, receiver, place, &turn) ? 0 : -EAGAIN;
 }
 
 // ---- messages ----
@@ -289,7 +255,7 @@ int32_t shbf_channel_message(Channel *channel, int32_t receiver_id, const void *
 void shbf_channel_close(Channel *channel) {
     const Turn turn(channel);
     channel->closed = true;
-    drop_closed_arena(channel);
+    tidy(channel);
 }
 
 void shbf_channel_describe(Channel *channel, Info *info) {
@@ -299,11 +265,11 @@ void shbf_channel_describe(Channel *channel, Info *info) {
     info->receivers = channel->receiver_count;
     info->published = channel->sequence;
     info->skipped = channel->skipped;
-    if (channel->arena != nullptr) {
-        reap(channel);
-        info->arena_bytes = channel->arena->size;
-        info->arena_used = channel->arena->used_bytes;
-        info->buffers = channel->arena->used_blocks;
-    }
+    reap(channel);
+    each_arena(channel, [&](const Arena *arena) {
+        info->arena_bytes += arena->size;
+        info->arena_used += arena->used_bytes;
+        info->buffers += arena->used_blocks;
+    });
     info->pid = static_cast<int32_t>(getpid());
 }

@@ -6,7 +6,8 @@
  * time, also after channel_close. Exported from libshbf for libshbfev alone; not part of the public contract.
  *
  * Locks: Channel::lock guards the arena and the receivers. It is never held across a system call on the way
- * of a frame; only attaching, and a channel's very first frame, make one under it. There is no second lock.
+ * of a frame; only attaching, and the first frame in a new arena, make some under it. There is no second
+ * lock.
  */
 #ifndef SHBF_CHANNEL_H
 #define SHBF_CHANNEL_H
@@ -30,29 +31,46 @@ struct Receiver {
     uint32_t window;
     LinkPage *page;
     // all under the lock
-    uint32_t held;    // blocks with its bit set
-    uint32_t skipped; // frames and messages
-    uint32_t pushed;  // entries of its ring
-    uint32_t packets; // sent to it behind Welcome
-    bool has_arena;   // the Arena packet has been sent
-    bool given_up;    // holds nothing, is sent nothing, and waits for the loop side to drop it
+    uint32_t held;               // blocks with its bit set
+    uint32_t skipped;            // frames and messages
+    uint32_t pushed;             // entries of its ring
+    uint32_t packets;            // sent to it behind Welcome
+    uint32_t arenas[arenas_max]; // number of the last arena that it was sent, for each place
+    bool given_up;               // holds nothing, is sent nothing, and waits for the loop side to drop it
     // not under the lock
     std::atomic<int32_t> pins;
     // errno value that the loop side has not yet reported; 0 for none, ETIMEDOUT when it was given up
     std::atomic<int32_t> error;
 };
 
+/* What a channel has needed since the last time that it was looked at. */
+struct Usage {
+    uint32_t allocations;
+    uint32_t largest;   // buffer asked for
+    uint32_t in_flight; // bytes in use when another was asked for
+};
+
+/* The memory of a channel (memory.h); all under the lock but where it says otherwise. */
+struct Memory {
+    Arena *arena;   // what is allocated from; null before the first allocation
+    Arena *retired; // the one before, while a buffer of it is in use
+    uint32_t last_number;
+    uint32_t full_bytes; // what an arena has that is not shrunk
+    uint32_t largest;    // the largest buffer that was asked for of late
+    Usage usage;
+    // Where the arenas are, for finding the channel of a buffer without the lock; by number % arenas_max.
+    std::atomic<uint8_t *> base[arenas_max];
+    std::atomic<uint32_t> bytes[arenas_max];
+};
+
 struct Channel {
     pthread_mutex_t lock;
-    Arena *arena;                // null before the first allocation
-    std::atomic<uint8_t *> base; // the arena's memory, for finding the channel of a buffer without the lock
-    std::atomic<uint32_t> bytes;
+    Memory memory;
     Receiver *receivers[receivers_max];
     uint32_t receiver_count;
     int32_t last_id;
     uint32_t sequence; // of the last publication; counts them
     uint32_t skipped;
-    uint32_t largest; // the largest size asked for so far
     bool closed;
     std::atomic<int32_t> waiting; // threads that wait in `unpinned`
     pthread_cond_t unpinned;

@@ -17,19 +17,36 @@ uint32_t now_ms() {
     return static_cast<uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
 }
 
-void let_go(Channel *channel, Receiver *receiver, Block *block) {
+void let_go(Arena *arena, Receiver *receiver, Block *block) {
     block->holders &= ~(1u << receiver->index);
     --receiver->held;
-    free_if_unused(channel, block);
+    free_if_unused(arena, block);
 }
 
-enum class Pressure { none, some, high };
+void reap_arena(const Channel *channel, Arena *arena) {
+    uint32_t left = arena->used_blocks;
+    for (uint16_t index = 0; left != 0; ++index) {
+        Block *block = &arena->blocks[index];
+        left -= block->used ? 1 : 0;
+        for (uint32_t holders = block->used ? block->holders : 0; holders != 0; holders &= holders - 1) {
+            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
+            const Word &word = receiver->page->released[slot_of(arena, index)];
+            if (word.load(std::memory_order_acquire) == block->sequence) {
+                let_go(arena, receiver, block);
+            }
+        }
+    }
+}
 
-/* By how many of the largest buffers still fit. */
-Pressure pressure(const Channel *channel) {
-    const uint64_t room = arena_room(channel->arena);
-    const uint64_t largest = channel->largest;
-    return room >= 2 * largest ? Pressure::none : 2 * room >= 3 * largest ? Pressure::some : Pressure::high;
+void take_back_from(Arena *arena, Receiver *receiver) {
+    uint32_t left = arena->used_blocks;
+    for (uint16_t index = 0; left != 0; ++index) {
+        Block *block = &arena->blocks[index];
+        left -= block->used ? 1 : 0;
+        if (block->used && holds(receiver, block)) {
+            let_go(arena, receiver, block);
+        }
+    }
 }
 
 /* The block that has been held longest, when that is too long. */
@@ -58,25 +75,15 @@ void hold(Receiver *receiver, Block *block) {
     ++receiver->held;
 }
 
-void free_if_unused(Channel *channel, Block *block) {
+void free_if_unused(Arena *arena, Block *block) {
     if (!block->owned && block->holders == 0) {
-        arena_free(channel->arena, block);
+        arena_free(arena, block);
     }
 }
 
 void reap(Channel *channel) {
-    Arena *arena = channel->arena;
-    uint32_t left = arena->used_blocks;
-    for (uint16_t index = 0; left != 0; ++index) {
-        Block *block = &arena->blocks[index];
-        left -= block->used ? 1 : 0;
-        for (uint32_t holders = block->used ? block->holders : 0; holders != 0; holders &= holders - 1) {
-            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
-            if (receiver->page->released[index].load(std::memory_order_acquire) == block->sequence) {
-                let_go(channel, receiver, block);
-            }
-        }
-    }
+    each_arena(channel, [&](Arena *arena) { reap_arena(channel, arena); });
+    tidy(channel);
 }
 
 /* The fuller the arena, the fewer unreleased buffers a receiver may have: those who keep up lose nothing
@@ -108,30 +115,24 @@ void skip(Channel *channel, Receiver *receiver, Turn *turn) {
 }
 
 void take_back(Channel *channel, Receiver *receiver) {
-    if (channel->arena == nullptr) {
-        return;
-    }
-    arena_head(channel->arena)->given_up[receiver->index].store(receiver->id, std::memory_order_relaxed);
+    receiver->page->given_up.store(1, std::memory_order_relaxed);
     std::atomic_thread_fence(std::memory_order_release); // before whatever is written to that memory next
-    for (uint16_t index = 0; receiver->held != 0; ++index) {
-        Block *block = &channel->arena->blocks[index];
-        if (block->used && holds(receiver, block)) {
-            let_go(channel, receiver, block);
-        }
-    }
+    each_arena(channel, [&](Arena *arena) { take_back_from(arena, receiver); });
+    tidy(channel);
 }
 
 void forget(Channel *channel, const Receiver *receiver) {
-    Arena *arena = channel->arena;
-    for (uint16_t index = 0; arena != nullptr && index != no_block; index = arena->blocks[index].next) {
-        arena->blocks[index].sent &= ~(1u << receiver->index);
-    }
+    each_arena(channel, [&](Arena *arena) {
+        for (uint16_t index = 0; index != no_block; index = arena->blocks[index].next) {
+            arena->blocks[index].sent &= ~(1u << receiver->index);
+        }
+    });
 }
 
 /* Stopped, hanging, or up to no good: they must not cost the others theirs. */
 void give_up_idle(Channel *channel, Turn *turn) {
     while (pressure(channel) == Pressure::high) {
-        const Block *block = held_too_long(channel->arena);
+        const Block *block = held_too_long(channel->memory.arena);
         if (block == nullptr) {
             return;
         }

@@ -7,13 +7,14 @@
  * gone. The application lets go with shbf_free or by broadcasting. A receiver lets go by writing the block's
  * sequence to the block's word of its release table, which is looked at when it matters (reap: before
  * allocating and publishing); or by detaching or dying, which clears its bit everywhere (take_back, forget);
- * or it is given up, when it sits on memory that others need (give_up_idle). Either way the arena's head
+ * or it is given up, when it sits on memory that others need (give_up_idle). Either way its link page
  * tells it first that its frames are no longer its own. Sequences are not used twice, so an old word in a
  * table matches nothing.
  */
 #ifndef SHBF_HOLDING_H
 #define SHBF_HOLDING_H
 
+#include "shbf/memory.h"
 #include "shbf/turn.h"
 
 namespace shbf {
@@ -32,7 +33,7 @@ inline void count_packet(Receiver *receiver) {
 void hold(Receiver *receiver, Block *block);
 
 /* Frees the block when nobody keeps it. */
-void free_if_unused(Channel *channel, Block *block);
+void free_if_unused(Arena *arena, Block *block);
 
 /* Takes back what receivers have released. */
 void reap(Channel *channel);
@@ -43,8 +44,8 @@ bool admits(const Channel *channel, const Receiver *receiver);
 /* `receiver` misses something. */
 void skip(Channel *channel, Receiver *receiver, Turn *turn);
 
-/* Hands it the arena. False when its socket takes nothing now. */
-bool send_arena(const Channel *channel, Receiver *receiver);
+/* Hands it `arena`, unless it has it. False when its socket takes nothing now. */
+bool send_arena(const Arena *arena, Receiver *receiver);
 
 /* Takes away all that the receiver holds, and tells it first. */
 void take_back(Channel *channel, Receiver *receiver);

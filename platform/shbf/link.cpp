@@ -37,8 +37,7 @@ bool read_record(const Link *link, int length, Record *record) {
 int take_welcome(Link *link, int length, int passed) {
     Welcome welcome;
     if (link->attached || !read_record(link, length, &welcome) || welcome.magic != wire_magic ||
-        welcome.version != wire_version || welcome.slots != slots_max || welcome.receiver <= 0 ||
-        welcome.index >= receivers_max) {
+        welcome.version != wire_version || welcome.slots != slots_max || welcome.receiver <= 0) {
         return -EPROTO;
     }
     if (passed < 0 || !memory_file_is_safe(passed, link_page_bytes)) {
@@ -49,26 +48,40 @@ int take_welcome(Link *link, int length, int passed) {
         return -errno;
     }
     link->page = static_cast<LinkPage *>(memory);
-    link->slots = welcome.slots;
     link->id = welcome.receiver;
-    link->index = welcome.index;
     link->attached = true;
     return 0;
 }
 
+/* Room for another arena: what the application still holds stays where it is. */
+bool unmap_old(Mapping *mapping) {
+    if (mapping->base == nullptr) {
+        return true;
+    }
+    if (__atomic_load_n(&mapping->held, __ATOMIC_ACQUIRE) != 0) {
+        return false;
+    }
+    munmap(const_cast<uint8_t *>(mapping->base), mapping->bytes);
+    *mapping = {};
+    return true;
+}
+
 int take_arena(Link *link, int length, int passed) {
     ArenaPacket packet;
-    if (!link->attached || link->arena != nullptr || !read_record(link, length, &packet) ||
-        packet.size <= sizeof(ArenaHead) || packet.size > arena_trusted_max || passed < 0 ||
+    if (!link->attached || !read_record(link, length, &packet) || packet.size == 0 ||
+        packet.size > arena_trusted_max || packet.arena == 0 || passed < 0 ||
         !memory_file_is_safe(passed, packet.size)) {
+        return -EPROTO;
+    }
+    Mapping *mapping = &link->arenas[packet.arena % arenas_max];
+    if (!unmap_old(mapping)) {
         return -EPROTO;
     }
     void *memory = mmap(nullptr, packet.size, PROT_READ, MAP_SHARED, passed, 0);
     if (memory == MAP_FAILED) {
         return -errno;
     }
-    link->arena = static_cast<const uint8_t *>(memory);
-    link->arena_bytes = packet.size;
+    *mapping = {static_cast<const uint8_t *>(memory), packet.size, packet.arena, 0};
     return 0;
 }
 
@@ -95,18 +108,27 @@ Frame read_entry(const Link *link) {
     return frame;
 }
 
-int take_frame(Link *link, const Frame &frame, shbf_event_t *event) {
+bool is_sound(const Link *link, const Frame &frame) {
     const uint32_t pushed = link->page->pushed.load(std::memory_order_relaxed);
-    if (link->arena == nullptr || pushed - link->entries > ring_entries || frame.slot >= link->slots ||
-        frame.offset > link->arena_bytes || frame.size > link->arena_bytes - frame.offset) {
+    const uint32_t place = frame.arena % arenas_max;
+    const Mapping &mapping = link->arenas[place];
+    return pushed - link->entries <= ring_entries && mapping.base != nullptr &&
+           mapping.number == frame.arena && frame.slot / arena_slots == place &&
+           frame.offset <= mapping.bytes && frame.size <= mapping.bytes - frame.offset;
+}
+
+int take_frame(Link *link, const Frame &frame, shbf_event_t *event) {
+    if (!is_sound(link, frame)) {
         return -EPROTO;
     }
     ++link->entries;
     if (!shbf_link_intact(link)) {
         return -EPIPE; // given up while this was on its way
     }
+    Mapping *mapping = &link->arenas[frame.arena % arenas_max];
+    __atomic_fetch_add(&mapping->held, 1, __ATOMIC_RELAXED);
     event->kind = SHBF_EVENT_FRAME;
-    event->frame.data = link->arena + frame.offset;
+    event->frame.data = mapping->base + frame.offset;
     event->frame.size = frame.size;
     event->frame.number = frame.sequence;
     event->frame.skipped = frame.skipped;
@@ -220,8 +242,10 @@ void shbf_link_close(Link *link) {
     if (link->page != nullptr) {
         munmap(link->page, link_page_bytes);
     }
-    if (link->arena != nullptr) {
-        munmap(const_cast<uint8_t *>(link->arena), link->arena_bytes);
+    for (const Mapping &mapping : link->arenas) {
+        if (mapping.base != nullptr) {
+            munmap(const_cast<uint8_t *>(mapping.base), mapping.bytes);
+        }
     }
     free(link->packet);
     memset(link, 0, sizeof *link);
@@ -287,21 +311,25 @@ int shbf_link_sleep(Link *link, int64_t timeout_ms) {
 }
 
 bool shbf_link_intact(const Link *link) {
-    return link->arena == nullptr ||
-           !given_up(static_cast<const ArenaHead *>(static_cast<const void *>(link->arena)), link->index,
-                     link->id);
+    return link->page == nullptr || !given_up(link->page);
 }
 
-// A word only moves on: a second release of an old frame must not undo that of the slot's next one.
-void shbf_link_release(const Link *link, const shbf_frame_t *frame) {
-    if (frame->slot >= link->slots) {
+// A word only moves on: a second release of an old frame must not undo that of the slot's next one. The count
+// is down before the broadcaster can see the word, since it may answer with an arena in this one's place.
+void shbf_link_release(Link *link, const shbf_frame_t *frame) {
+    if (frame->slot >= slots_max || link->page == nullptr) {
         return;
     }
     Word *word = &link->page->released[frame->slot];
+    uint32_t *held = &link->arenas[frame->slot / arena_slots].held;
     uint32_t before = word->load(std::memory_order_relaxed);
-    while ((before == 0 || static_cast<int32_t>(frame->sequence - before) > 0) &&
-           !word->compare_exchange_weak(before, frame->sequence, std::memory_order_release,
+    while (before == 0 || static_cast<int32_t>(frame->sequence - before) > 0) {
+        __atomic_fetch_sub(held, 1, __ATOMIC_RELEASE);
+        if (word->compare_exchange_weak(before, frame->sequence, std::memory_order_release,
                                         std::memory_order_relaxed)) {
+            return;
+        }
+        __atomic_fetch_add(held, 1, __ATOMIC_RELAXED);
     }
 }
 

@@ -23,18 +23,23 @@
 
 namespace shbf {
 
+/* An arena as a receiver sees it. */
+struct Mapping {
+    const uint8_t *base; // null before the Arena packet
+    uint32_t bytes;
+    uint32_t number;
+    uint32_t held; // frames in it that were taken and not yet released; atomic
+};
+
 struct Link {
     int fd;        // -1 when not open
     bool attached; // Welcome has come
     int32_t id;
-    uint32_t index;
     LinkPage *page;
-    uint32_t slots;
-    uint32_t entries;     // taken from the ring
-    uint32_t packets;     // taken from the socket, behind Welcome
-    const uint8_t *arena; // null before the Arena packet
-    uint32_t arena_bytes;
-    uint8_t *packet; // one packet at a time, and a zero behind it
+    uint32_t entries;           // taken from the ring
+    uint32_t packets;           // taken from the socket, behind Welcome
+    Mapping arenas[arenas_max]; // by number % arenas_max
+    uint8_t *packet;            // one packet at a time, and a zero behind it
     // a message in `packet` that waits for the frames before it
     bool message_waits;
     uint32_t message_length;
@@ -75,7 +80,7 @@ PLATFORM_API int shbf_link_sleep(shbf::Link *link, int64_t timeout_ms);
 /* Are the frames that it holds still its own? */
 PLATFORM_API bool shbf_link_intact(const shbf::Link *link);
 
-PLATFORM_API void shbf_link_release(const shbf::Link *link, const shbf_frame_t *frame);
+PLATFORM_API void shbf_link_release(shbf::Link *link, const shbf_frame_t *frame);
 PLATFORM_API int32_t shbf_link_send(const shbf::Link *link, const void *bytes, uint32_t length);
 
 #endif

@@ -10,7 +10,7 @@
  *        | -- connect ------------------------------> |
  *        | -- Hello --------------------------------> |
  *        | <- Welcome + descriptor of its link page - |      or Refused, or (role query) Info
- *        | <- Arena + descriptor of the arena ------- |      once, before the first frame
+ *        | <- Arena + descriptor of the arena ------- |      before the first frame in it
  *        | <= frame: an entry of the ring =========== |      no packet
  *        | == release: one word of the table =======> |      no packet
  *        | <- Wake ---------------------------------- |      only to a receiver that sleeps in poll
@@ -30,8 +30,12 @@ constexpr uint32_t wire_version = 2;
 
 /* Most receivers of one channel: the holders of a buffer are the bits of a word. */
 constexpr uint32_t receivers_max = 32;
-/* Most buffers of one channel that are not free at one time. */
-constexpr uint32_t slots_max = 256;
+/* Arenas of one channel at one time: what is allocated from, and the one before, until it is empty. */
+constexpr uint32_t arenas_max = 2;
+/* Most buffers of one arena that are not free at one time. */
+constexpr uint32_t arena_slots = 128;
+/* Slots of one channel. Arena n has those from (n % arenas_max) * arena_slots. */
+constexpr uint32_t slots_max = arenas_max * arena_slots;
 /* Most frames on their way to, or held by, one receiver. */
 constexpr uint32_t window_max = 64;
 constexpr uint32_t window_default = 32;
@@ -66,7 +70,7 @@ struct Welcome {
     uint32_t version;
     int32_t receiver;
     uint32_t slots; // words in the release table
-    uint32_t index; // which word of the arena's head tells of this receiver
+    uint32_t reserved;
 };
 
 struct Refused {
@@ -76,7 +80,8 @@ struct Refused {
 
 struct ArenaPacket {
     Kind kind;
-    uint32_t size; // bytes
+    uint32_t size;  // bytes
+    uint32_t arena; // its number; takes the place of number - arenas_max, which is empty
 };
 
 struct Wake {
@@ -101,7 +106,7 @@ struct Info {
 };
 
 static_assert(sizeof(Hello) == 24 && sizeof(Welcome) == 24 && sizeof(Refused) == 8 &&
-              sizeof(ArenaPacket) == 8 && sizeof(Wake) == 4 && sizeof(Message) == 12 && sizeof(Info) == 32);
+              sizeof(ArenaPacket) == 12 && sizeof(Wake) == 4 && sizeof(Message) == 12 && sizeof(Info) == 32);
 
 /* The largest packet. */
 constexpr size_t packet_max = sizeof(Message) + message_max;
@@ -114,7 +119,8 @@ struct Frame {
     uint32_t sequence; // what to write there; counts what the channel published
     uint32_t skipped;  // counts what this receiver missed
     uint32_t packets;  // how many packets behind Welcome come before this frame; Wakes do not count
-    uint32_t reserved[2];
+    uint32_t arena;    // number of the arena
+    uint32_t reserved;
 };
 constexpr uint32_t frame_words = 8;
 static_assert(sizeof(Frame) == frame_words * 4 && offsetof(Frame, sequence) == 12 &&
@@ -157,27 +163,18 @@ struct LinkPage {
     // written by the broadcaster
     alignas(64) Word pushed; // entries of the ring so far; entry n is ring[n % ring_entries]; wraps
     Word packets;            // packets sent so far behind Welcome, Wakes not counted; wraps
+    Word given_up;           // not 0 before anything that this receiver held is written again
     alignas(64) Word ring[ring_entries][frame_words];
 };
 static_assert(sizeof(LinkPage) == 3200 && offsetof(LinkPage, asleep) == 1024 &&
               offsetof(LinkPage, pushed) == 1088 && offsetof(LinkPage, ring) == 1152);
 constexpr uint32_t link_page_bytes = sizeof(LinkPage);
 
-/*
- * The first bytes of the arena. When the broadcaster gives up a receiver, whatever for, it stores that
- * receiver's id in the word of its index before anything that the receiver held is written again. Ids only
- * grow, so a receiver is given up when its word is its own id or a later one.
- */
-struct ArenaHead {
-    std::atomic<int32_t> given_up[receivers_max];
-};
-static_assert(sizeof(ArenaHead) == 128);
-
 /* Has the receiver been given up? What was read from a frame before this call, and only that, was whole if
  * the answer is no. */
-inline bool given_up(const ArenaHead *head, uint32_t index, int32_t id) {
+inline bool given_up(const LinkPage *page) {
     std::atomic_thread_fence(std::memory_order_acquire);
-    return head->given_up[index].load(std::memory_order_relaxed) >= id;
+    return page->given_up.load(std::memory_order_relaxed) != 0;
 }
 
 } // namespace shbf

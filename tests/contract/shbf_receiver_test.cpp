@@ -77,7 +77,8 @@ TEST_F(Receiver, TheDescriptorIsReadableWhenThereIsSomething) {
     EXPECT_EQ(poll(&poller, 1, 5000), 1);
 }
 
-/* What polls finds everything, however little it takes at a time, as long as it goes on until there is nothing. */
+/* What polls finds everything, however little it takes at a time, as long as it goes on until there is
+ * nothing. */
 TEST_F(Receiver, WhoPollsIsWokenForEachFrame) {
     TestChannel channel(path);
     open();
@@ -122,7 +123,8 @@ TEST_F(Receiver, FramesAndMessagesComeInTheOrderInWhichTheyWereSent) {
     for (const std::string order : {"aAbB", "ABab", "abAB", "AabBCcd", "aaaaAAAAaAaA"}) {
         send(order);
         EXPECT_EQ(what_comes(), order);
-        EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 0), 0) << "now it sleeps on the socket, and is sent Wakes";
+        EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 0), 0)
+            << "now it sleeps on the socket, and is sent Wakes";
         send(order);
         EXPECT_EQ(what_comes(), order);
     }
@@ -366,7 +368,7 @@ class HostileBroadcaster : public Receiver {
     static shbf::Welcome good_welcome() {
         return {shbf::Kind::welcome, shbf::wire_magic, shbf::wire_version, 1, shbf::slots_max, 0};
     }
-    static shbf::Frame good_frame() { return {0, 100, 0, 1, 0, 1, {0, 0}}; }
+    static shbf::Frame good_frame() { return {0, 100, shbf::arena_slots, 1, 0, 1, 1, 0}; }
 
     ~HostileBroadcaster() override {
         if (page_ != nullptr) {
@@ -419,9 +421,9 @@ class HostileBroadcaster : public Receiver {
         return shbf_rcv_next(receiver_, &event_, 5000);
     }
 
-    void say_arena(uint32_t claimed, off_t real, int seals) {
+    void say_arena(uint32_t claimed, off_t real, int seals, uint32_t number = 1) {
         const int arena = memory_file(real, seals);
-        impostor_.say(shbf::ArenaPacket{shbf::Kind::arena, claimed}, arena);
+        impostor_.say(shbf::ArenaPacket{shbf::Kind::arena, claimed, number}, arena);
         ++page_->packets;
         close(arena);
     }
@@ -514,19 +516,25 @@ TEST_F(HostileBroadcaster, AnArenaOfNothing) {
 
 TEST_F(HostileBroadcaster, FramesThatDoNotLieInTheArena) {
     struct Case {
-        uint32_t offset, size, slot;
+        uint32_t offset, size, slot, arena;
     };
-    for (const Case &wrong : {Case{0, 4097, 0}, Case{4096, 1, 0}, Case{4000, 97, 0}, Case{UINT32_MAX, 2, 0},
-                              Case{1, UINT32_MAX, 0}, Case{0, 100, 256}, Case{0, 100, UINT32_MAX}}) {
+    constexpr uint32_t slot = shbf::arena_slots; // the first of arena 1
+    for (const Case &wrong :
+         {Case{0, 4097, slot, 1}, Case{4096, 1, slot, 1}, Case{4000, 97, slot, 1},
+          Case{UINT32_MAX, 2, slot, 1}, Case{1, UINT32_MAX, slot, 1}, Case{0, 100, slot - 1, 1},
+          Case{0, 100, shbf::slots_max, 1}, Case{0, 100, UINT32_MAX, 1}, Case{0, 100, slot, 0},
+          Case{0, 100, slot, 2}, Case{0, 100, slot, 3}}) {
         EXPECT_EQ(after_welcome([&] {
                       say_arena(4096, 4096, F_SEAL_SHRINK);
                       shbf::Frame frame = good_frame();
                       frame.offset = wrong.offset;
                       frame.size = wrong.size;
                       frame.slot = wrong.slot;
+                      frame.arena = wrong.arena;
                       push(frame);
                   }),
-                  -EPROTO);
+                  -EPROTO)
+            << wrong.offset << " " << wrong.size << " " << wrong.slot << " " << wrong.arena;
         shbf_rcv_close(receiver_);
         receiver_ = nullptr;
     }
@@ -564,12 +572,38 @@ TEST_F(HostileBroadcaster, AMessageBehindFramesThatNeverComeIsTakenAllTheSame) {
     EXPECT_EQ(event_.kind, SHBF_EVENT_MESSAGE);
 }
 
-TEST_F(HostileBroadcaster, ASecondArena) {
+TEST_F(HostileBroadcaster, AnotherArenaInThePlaceOfOneWhoseFrameIsHeld) {
     EXPECT_EQ(after_welcome([&] {
                   say_arena(4096, 4096, F_SEAL_SHRINK);
-                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  push(good_frame());
               }),
-              -EPROTO);
+              1);
+    say_arena(4096, 4096, F_SEAL_SHRINK, 3);
+    shbf_event_t next{};
+    EXPECT_EQ(shbf_rcv_next(receiver_, &next, 5000), -EPROTO);
+    EXPECT_EQ(*static_cast<const uint8_t *>(event_.frame.data), 0) << "what is held can still be read";
+}
+
+TEST_F(HostileBroadcaster, AnotherArenaInThePlaceOfOneThatIsEmpty) {
+    EXPECT_EQ(after_welcome([&] {
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  push(good_frame());
+              }),
+              1);
+    shbf_rcv_release(receiver_, &event_.frame);
+    shbf_rcv_release(receiver_, &event_.frame);
+    say_arena(8192, 8192, F_SEAL_SHRINK, 3);
+    shbf::Frame frame = good_frame();
+    frame.offset = 8092;
+    frame.sequence = 2;
+    frame.packets = 2;
+    frame.arena = 3;
+    push(frame);
+    EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 5000), 1);
+}
+
+TEST_F(HostileBroadcaster, AnArenaWithoutANumber) {
+    EXPECT_EQ(after_welcome([&] { say_arena(4096, 4096, F_SEAL_SHRINK, 0); }), -EPROTO);
 }
 
 TEST_F(HostileBroadcaster, WakesWithoutReasonDoNotKeepAReceiverFromItsTimeout) {

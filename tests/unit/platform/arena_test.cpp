@@ -16,13 +16,12 @@ using namespace shbf;
 
 namespace {
 
-constexpr uint32_t head = sizeof(ArenaHead);
-constexpr uint32_t arena_bytes = 65536 - head;
+constexpr uint32_t arena_bytes = 65536;
 constexpr uint32_t file_bytes = 65536;
 
 /* What must hold after every operation. */
 void check(const Arena *arena) {
-    uint32_t offset = head;
+    uint32_t offset = 0;
     uint32_t used_bytes = 0;
     uint32_t used_blocks = 0;
     uint16_t previous = no_block;
@@ -50,7 +49,7 @@ void check(const Arena *arena) {
 
 class ArenaTest : public testing::Test {
   protected:
-    ArenaTest() : arena_(arena_open(arena_bytes, true)) {}
+    ArenaTest() : arena_(arena_open(1, arena_bytes, true)) {}
     ~ArenaTest() override { arena_close(arena_); }
     Arena *arena_;
 };
@@ -66,7 +65,7 @@ TEST_F(ArenaTest, SizesAreRoundedUpToUnits) {
     EXPECT_EQ(nothing->size, 0U);
     const Block *one = arena_alloc(arena_, 65);
     EXPECT_EQ(one->length, 128U);
-    EXPECT_EQ(one->offset, head + 64);
+    EXPECT_EQ(one->offset, 64U);
     check(arena_);
 }
 
@@ -100,35 +99,34 @@ TEST_F(ArenaTest, TrimGivesTheTailToTheNextBlock) {
     EXPECT_EQ(a->size, 100U);
     EXPECT_EQ(arena_room(arena_), arena_bytes - 128);
     const Block *b = arena_alloc(arena_, 1000);
-    EXPECT_EQ(b->offset, head + 128);
+    EXPECT_EQ(b->offset, 128U);
 }
 
 TEST_F(ArenaTest, FirstFitTakesTheLowestPlace) {
     Block *a = arena_alloc(arena_, 1024);
     arena_alloc(arena_, 1024);
     arena_free(arena_, a);
-    EXPECT_EQ(arena_alloc(arena_, 512)->offset, head);
-    EXPECT_EQ(arena_alloc(arena_, 1024)->offset, head + 2048) << "the hole that is left is too small";
+    EXPECT_EQ(arena_alloc(arena_, 512)->offset, 0U);
+    EXPECT_EQ(arena_alloc(arena_, 1024)->offset, 2048U) << "the hole that is left is too small";
 }
 
 TEST_F(ArenaTest, FindKnowsOnlyTheBeginningOfUsedBlocks) {
     Block *block = arena_alloc(arena_, 1000);
-    EXPECT_EQ(arena_find(arena_, arena_->base + head), block);
-    EXPECT_EQ(arena_find(arena_, arena_->base + head + 64), nullptr);
-    EXPECT_EQ(arena_find(arena_, arena_->base), nullptr);
+    EXPECT_EQ(arena_find(arena_, arena_->base), block);
+    EXPECT_EQ(arena_find(arena_, arena_->base + 64), nullptr);
     arena_free(arena_, block);
-    EXPECT_EQ(arena_find(arena_, arena_->base + head), nullptr);
+    EXPECT_EQ(arena_find(arena_, arena_->base), nullptr);
 }
 
 TEST_F(ArenaTest, WithoutSpareBlocksTheRestOfTheRunIsTaken) {
     std::vector<Block *> blocks;
-    for (uint32_t i = 0; i < slots_max - 1; ++i) {
+    for (uint32_t i = 0; i < arena_slots - 1; ++i) {
         blocks.push_back(arena_alloc(arena_, 64));
     }
     check(arena_);
     Block *last = arena_alloc(arena_, 64);
     ASSERT_NE(last, nullptr);
-    EXPECT_EQ(last->length, arena_bytes - 64 * (slots_max - 1));
+    EXPECT_EQ(last->length, arena_bytes - 64 * (arena_slots - 1));
     check(arena_);
     EXPECT_EQ(arena_alloc(arena_, 64), nullptr);
     arena_trim(arena_, last, 10);
@@ -198,7 +196,7 @@ TEST_F(ArenaTest, AllOfItIsAllocatedAtOnce) {
 }
 
 TEST(PrivateArena, HasNoDescriptor) {
-    Arena *arena = arena_open(1000, false);
+    Arena *arena = arena_open(1, 1000, false);
     ASSERT_NE(arena, nullptr);
     EXPECT_EQ(arena->fd, -1);
     EXPECT_EQ(arena->size, static_cast<uint32_t>(sysconf(_SC_PAGESIZE)));
