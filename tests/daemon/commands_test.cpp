@@ -93,6 +93,7 @@ std::vector<Acknowledged> acknowledged() {
 }
 
 TEST_F(Commands, AcknowledgeWithCodeResultAndDataWhatTheBoardHasDone) {
+    ASSERT_TRUE(system_.hold_day()) << system_.daemon->output();
     const AvClient client;
     for (const Acknowledged &row : acknowledged()) {
         const av_cmd_ack_t ack = client.call(row.code, row.payload);
@@ -115,6 +116,7 @@ TEST_F(Commands, TakeAPayloadThatIsTooShortAsFilledUpWithZeros) {
 }
 
 TEST_F(Commands, GetWhatTheBoardReports) {
+    ASSERT_TRUE(system_.hold_day()) << system_.daemon->output();
     const AvClient client;
     EXPECT_EQ(words_of(client.call(0x1016)), (Words{0}));
     ASSERT_EQ(client.call(0x1018, {1}).result, 0);

@@ -116,6 +116,11 @@ bool System::has_started() {
     return daemon->saw("osd_tid is =["); // its last line before it waits for its threads
 }
 
+bool System::hold_day() {
+    // What follows the end of the worker, day mode, is done before the loop looks at the next command.
+    return set("night_mode", "1") && daemon->saw("[ircut_main_pthread 258] exit succ");
+}
+
 bool System::streams_run() {
     for (const char *path : {"/run/video_mainstream", "/run/video_substream"}) {
         const ReceiverHandle receiver = attach(path);

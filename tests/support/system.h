@@ -43,6 +43,11 @@ class System {
     bool daemon_is_up();
     /* Waits until the main thread has nothing more to start. */
     bool has_started();
+    /*
+     * Ends the worker that switches by the light, in day mode. It begins with day, some time after the main
+     * thread has started everything: until then it may undo what a command has said about day and night.
+     */
+    bool hold_day();
     /* Waits until a frame comes on both video channels. */
     bool streams_run();
 

@@ -99,6 +99,7 @@ TEST_F(Camera, KeepsItsSpeakerQuietWhileItIsBanned) {
 }
 
 TEST_F(Camera, ObeysCommandsAndTellsWhatTheyResultIn) {
+    ASSERT_TRUE(system_.hold_day()) << system_.daemon->output();
     EXPECT_EQ(run_ctl({"cmd", "dnmode-get"}).output, "0x1017  result 0  day (0)\n");
     EXPECT_EQ(run_ctl({"cmd", "dnmode-set", "night"}).output, "0x1019  result 0\n");
     EXPECT_TRUE(support::eventually([] {

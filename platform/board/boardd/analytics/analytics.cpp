@@ -64,8 +64,8 @@ void Analytics::hear(std::span<const int16_t> samples) {
     ear_.set_threshold(sound_threshold_.load(std::memory_order_relaxed));
     const std::optional<std::string> text = ear_.hear(samples);
     if (text) {
+        ++sounds_; // first: who hears of it finds it counted
         channel_.tell(*text, monotonic_us());
-        ++sounds_;
     }
 }
 
@@ -121,15 +121,15 @@ void Analytics::judge(const TappedFrame &frame) {
     const std::optional<TrackDirection> direction =
         used_.tracking ? rule_.step(motion, frame.time_us) : std::nullopt;
     if (direction) {
-        channel_.tell(*direction, frame.time_us);
         ++directions_;
+        channel_.tell(*direction, frame.time_us);
     }
 }
 
 void Analytics::tell(const std::optional<std::string> &text, uint64_t time_us) {
     if (text) {
-        channel_.tell(*text, time_us);
         ++events_;
+        channel_.tell(*text, time_us);
     }
 }
 
