@@ -1,9 +1,9 @@
 // Receivers come and go (channel.h); all on the loop thread.
 
+#include "shbf/bell.h"
 #include "shbf/holding.h"
 #include "shbf/memory_file.h"
 #include "shbf/packet.h"
-#include "shbf/sleep.h"
 
 #include <errno.h>
 #include <stdlib.h>
@@ -56,7 +56,7 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     channel->last_id = channel->last_id == INT32_MAX ? 1 : channel->last_id + 1;
     receiver->id = channel->last_id;
     receiver->index = index;
-    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, 0};
+    const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, index};
     const int result = packet_send(receiver->fd, &packet, sizeof packet, page_fd);
     if (result < 0) {
         return result;
@@ -64,26 +64,27 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     channel->receivers[index] = receiver;
     ++channel->receiver_count;
     if (channel->memory.arena != nullptr) {
-        send_arena(channel->memory.arena, receiver); // if it fails now, it goes with the first frame
+        send_arena(channel, channel->memory.arena, receiver); // if it fails now, it goes with the first frame
     }
     return 0;
 }
 
-/* A receiver that sleeps on its word would not notice that the connection has ended. */
-void tell_of_the_end(Receiver *receiver) {
+/* A receiver that does not sleep on the socket would not notice that the connection has ended. */
+void tell_of_the_end(Channel *channel, Receiver *receiver) {
     shutdown(receiver->fd, SHUT_RDWR);
-    receiver->page->packets.store(receiver->packets + 1, std::memory_order_seq_cst);
-    Word *word = &receiver->page->asleep;
-    wake_all(&word, 1);
+    Turn turn(channel);
+    count_packet(receiver); // so that it looks
+    turn.packet_for(receiver);
 }
 
 } // namespace
 
-bool shbf::send_arena(const Arena *arena, Receiver *receiver) {
+bool shbf::send_arena(const Channel *channel, const Arena *arena, Receiver *receiver) {
     uint32_t *has = &receiver->arenas[arena->number % arenas_max];
     if (*has == arena->number) {
         return true;
     }
+    bell_send(channel, receiver);
     const ArenaPacket packet = {Kind::arena, arena->size, arena->number};
     if (packet_send(receiver->fd, &packet, sizeof packet, arena->fd) != 0) {
         return false;
@@ -110,6 +111,7 @@ int32_t shbf_channel_attach(Channel *channel, int fd, uint32_t window, Receiver 
 }
 
 void shbf_channel_detach(Channel *channel, Receiver *receiver) {
+    tell_of_the_end(channel, receiver);
     {
         const Turn turn(channel);
         channel->receivers[receiver->index] = nullptr;
@@ -118,7 +120,6 @@ void shbf_channel_detach(Channel *channel, Receiver *receiver) {
         forget(channel, receiver);
         wait_for_pins(channel, receiver->pins);
     }
-    tell_of_the_end(receiver);
     free_receiver(receiver);
 }
 

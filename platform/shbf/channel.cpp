@@ -2,9 +2,10 @@
 //
 // Under the lock the buffer gets its number, and each receiver that may have it gets its bit in the block's
 // holders and a descriptor in its ring, which is memory. When the lock has been let go those that sleep are
-// woken, two with one system call; those that are awake cost none (turn.h). So the call never waits for
+// woken, all with one system call; those that are awake cost none (turn.h). So the call never waits for
 // anybody, and whoever is woken finds all there is.
 
+#include "shbf/bell.h"
 #include "shbf/holding.h"
 #include "shbf/packet.h"
 
@@ -55,7 +56,7 @@ void write_entry(Receiver *receiver, const Frame &frame) {
 /* Under the lock: gives the receiver the block, or notes that it is skipped. */
 bool give(Channel *channel, Receiver *receiver, const Place &place, Turn *turn) {
     Block *block = place.block;
-    if (!admits(channel, receiver) || !send_arena(place.arena, receiver)) {
+    if (!admits(channel, receiver) || !send_arena(channel, place.arena, receiver)) {
         skip(channel, receiver, turn);
         return false;
     }
@@ -104,6 +105,7 @@ void *shbf_channel_alloc(Channel *channel, uint32_t size) {
     if (!provide_arena(channel, size)) {
         return nullptr;
     }
+    bell_open(channel);
     give_up_idle(channel, &turn);
     Arena *arena = channel->memory.arena;
     const Block *block = arena_alloc(arena, size);
@@ -255,6 +257,7 @@ int32_t shbf_channel_message(Channel *channel, int32_t receiver_id, const void *
 void shbf_channel_close(Channel *channel) {
     const Turn turn(channel);
     channel->closed = true;
+    bell_close(channel);
     tidy(channel);
 }
 

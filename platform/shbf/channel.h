@@ -35,6 +35,7 @@ struct Receiver {
     uint32_t skipped;            // frames and messages
     uint32_t pushed;             // entries of its ring
     uint32_t packets;            // sent to it behind Welcome
+    bool has_bell;               // the Bell packet has been sent
     uint32_t arenas[arenas_max]; // number of the last arena that it was sent, for each place
     bool given_up;               // holds nothing, is sent nothing, and waits for the loop side to drop it
     // not under the lock
@@ -76,6 +77,9 @@ struct Channel {
     pthread_cond_t unpinned;
     int wake_fd;                    // eventfd that tells the loop side of errors; -1 when nobody listens
     std::atomic<int32_t> wake_pins; // threads that are about to write to it
+    Bell *bell;                     // null before the first allocation
+    int bell_fd;                    // for receivers
+    std::atomic<int32_t> bell_pins; // threads that are about to ring it
     Channel *next;                  // all channels of the process; set once
 };
 

@@ -44,8 +44,8 @@ bool admits(const Channel *channel, const Receiver *receiver);
 /* `receiver` misses something. */
 void skip(Channel *channel, Receiver *receiver, Turn *turn);
 
-/* Hands it `arena`, unless it has it. False when its socket takes nothing now. */
-bool send_arena(const Arena *arena, Receiver *receiver);
+/* Hands it the bell and `arena`, unless it has them. False when its socket takes nothing now. */
+bool send_arena(const Channel *channel, const Arena *arena, Receiver *receiver);
 
 /* Takes away all that the receiver holds, and tells it first. */
 void take_back(Channel *channel, Receiver *receiver);

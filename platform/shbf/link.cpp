@@ -19,7 +19,10 @@ constexpr uint32_t arena_trusted_max = (1u << 30) + 65536;
 
 /* A broadcaster that is killed wakes nobody, so who sleeps on its word looks at the socket from time to time.
  * One that ends in order, or drops this receiver, is heard of at once. */
-constexpr int64_t sleep_slice_ms = 200;
+constexpr uint32_t sleep_slice_ms = 200;
+
+/* So many wake-ups for nothing, one after the other, and somebody abuses the bell. */
+constexpr uint32_t false_alarms_most = 16;
 
 /* What read_packet says of a Wake. */
 constexpr int only_a_wake = 1;
@@ -37,7 +40,8 @@ bool read_record(const Link *link, int length, Record *record) {
 int take_welcome(Link *link, int length, int passed) {
     Welcome welcome;
     if (link->attached || !read_record(link, length, &welcome) || welcome.magic != wire_magic ||
-        welcome.version != wire_version || welcome.slots != slots_max || welcome.receiver <= 0) {
+        welcome.version != wire_version || welcome.slots != slots_max || welcome.receiver <= 0 ||
+        welcome.index >= receivers_max) {
         return -EPROTO;
     }
     if (passed < 0 || !memory_file_is_safe(passed, link_page_bytes)) {
@@ -49,7 +53,22 @@ int take_welcome(Link *link, int length, int passed) {
     }
     link->page = static_cast<LinkPage *>(memory);
     link->id = welcome.receiver;
+    link->index = welcome.index;
     link->attached = true;
+    return 0;
+}
+
+int take_bell(Link *link, int length, int passed) {
+    BellPacket packet;
+    if (!link->attached || link->bell != nullptr || !read_record(link, length, &packet) || passed < 0 ||
+        !memory_file_is_safe(passed, bell_bytes)) {
+        return -EPROTO;
+    }
+    void *memory = mmap(nullptr, bell_bytes, PROT_READ, MAP_SHARED, passed, 0);
+    if (memory == MAP_FAILED) {
+        return -errno;
+    }
+    link->bell = static_cast<const Bell *>(memory);
     return 0;
 }
 
@@ -180,6 +199,8 @@ int take_packet(Link *link, int length, int passed) {
     switch (kind) {
     case Kind::welcome:
         return take_welcome(link, length, passed);
+    case Kind::bell:
+        return take_bell(link, length, passed);
     case Kind::arena:
         return take_arena(link, length, passed);
     case Kind::wake:
@@ -217,6 +238,27 @@ int read_packet(Link *link) {
     return result;
 }
 
+/* Sleeps once; whether there is anything to take then is not known. */
+int sleep_once(Link *link, uint32_t timeout_ms) {
+    const bool on_bell = link->bell != nullptr && !link->own_word;
+    const uint32_t rung = on_bell ? link->bell->rung.load(std::memory_order_acquire) : 0;
+    Word *asleep = &link->page->asleep;
+    asleep->store(on_bell ? asleep_on_bell : asleep_on_word, std::memory_order_seq_cst);
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    int result = 0;
+    if (!has_entry(link) && !has_packet(link)) {
+        result = on_bell ? sleep_on(&link->bell->rung, rung, 1u << link->index, timeout_ms)
+                         : sleep_on(asleep, asleep_on_word, every_bit, timeout_ms);
+        const bool news = has_entry(link) || has_packet(link);
+        link->false_alarms = news || result != 0 ? 0 : link->false_alarms + 1;
+        // It slept through something, or somebody rings for nothing.
+        link->own_word |=
+            on_bell && ((news && result == -ETIMEDOUT) || link->false_alarms > false_alarms_most);
+    }
+    asleep->store(awake, std::memory_order_relaxed);
+    return result;
+}
+
 } // namespace
 
 int shbf_link_open(Link *link, const char *path, Role role, uint32_t window, int timeout_ms) {
@@ -241,6 +283,9 @@ void shbf_link_close(Link *link) {
     }
     if (link->page != nullptr) {
         munmap(link->page, link_page_bytes);
+    }
+    if (link->bell != nullptr) {
+        munmap(const_cast<Bell *>(link->bell), bell_bytes);
     }
     for (const Mapping &mapping : link->arenas) {
         if (mapping.base != nullptr) {
@@ -292,19 +337,12 @@ int shbf_link_look(Link *link, shbf_event_t *event) {
 
 int shbf_link_sleep(Link *link, int64_t timeout_ms) {
     const bool last = timeout_ms >= 0 && timeout_ms <= sleep_slice_ms;
-    Word *asleep = &link->page->asleep;
-    asleep->store(asleep_on_word, std::memory_order_seq_cst);
-    std::atomic_thread_fence(std::memory_order_seq_cst);
-    int result = 0;
-    if (!has_entry(link) && !has_packet(link)) {
-        result = sleep_on(asleep, asleep_on_word, static_cast<uint32_t>(last ? timeout_ms : sleep_slice_ms));
-    }
-    asleep->store(awake, std::memory_order_relaxed);
+    int result = sleep_once(link, last ? static_cast<uint32_t>(timeout_ms) : sleep_slice_ms);
     if (result != -ETIMEDOUT) {
         return result;
     }
     result = read_packet(link);
-    if (result == -EAGAIN && last) {
+    if (result == -EAGAIN && last && !has_entry(link)) {
         return -ETIMEDOUT;
     }
     return result == -EAGAIN || result == only_a_wake ? 0 : result;

@@ -36,6 +36,10 @@ struct Link {
     bool attached; // Welcome has come
     int32_t id;
     LinkPage *page;
+    const Bell *bell;           // null before the Bell packet
+    uint32_t index;             // its bit on the bell
+    uint32_t false_alarms;      // wake-ups in a row with nothing to take
+    bool own_word;              // does not trust the bell any more
     uint32_t entries;           // taken from the ring
     uint32_t packets;           // taken from the socket, behind Welcome
     Mapping arenas[arenas_max]; // by number % arenas_max

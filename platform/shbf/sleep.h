@@ -10,17 +10,17 @@
 
 namespace shbf {
 
-/*
- * Sleeps while `*word` is `value`, for at most `timeout_ms`. Result: 0 when woken, or the word was another
- * already; -ETIMEDOUT; -EINTR.
- */
-int sleep_on(Word *word, uint32_t value, uint32_t timeout_ms);
+/* Any bit. */
+constexpr uint32_t every_bit = 0xffffffff;
 
 /*
- * Wakes whoever sleeps on each of `count` words. The words are mapped writable; their values do not change.
- * Two are woken with one system call, and nobody who is woken runs in between.
+ * Sleeps while `*word`, which may be mapped read-only, is `value`, for at most `timeout_ms`. Result: 0 when
+ * woken with one of `bits`, or the word was another already; -ETIMEDOUT; -EINTR.
  */
-void wake_all(Word *const *words, uint32_t count);
+int sleep_on(const Word *word, uint32_t value, uint32_t bits, uint32_t timeout_ms);
+
+/* Wakes at most `most` of those who sleep on the word with one of `bits`. */
+void wake_sleepers(Word *word, uint32_t bits, uint32_t most);
 
 } // namespace shbf
 

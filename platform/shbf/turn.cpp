@@ -20,11 +20,9 @@ void unpin(Channel *channel, std::atomic<int32_t> *pins) {
 }
 
 void wake_on_word(const Pinned &sleepers) {
-    Word *words[receivers_max];
     for (uint32_t i = 0; i < sleepers.count; ++i) {
-        words[i] = &sleepers.receivers[i]->page->asleep;
+        wake_sleepers(&sleepers.receivers[i]->page->asleep, every_bit, 1);
     }
-    wake_all(words, sleepers.count);
 }
 
 void wake_on_socket(const Pinned &sleepers) {
@@ -62,19 +60,28 @@ Turn::Turn(Channel *channel) : channel_(channel) {
 }
 
 Turn::~Turn() {
-    Pinned on_word;
-    Pinned on_socket;
-    find_sleepers(&on_word, &on_socket);
+    if ((entries_ | packets_) != 0) {
+        find_sleepers();
+    }
+    Bell *bell = channel_->bell;
+    if (on_bell_ != 0) {
+        bell->rung.fetch_add(1, std::memory_order_release);
+        channel_->bell_pins.fetch_add(1, std::memory_order_relaxed);
+    }
     const int loop_fd = tell_loop_ ? channel_->wake_fd : -1;
     if (loop_fd >= 0) {
         channel_->wake_pins.fetch_add(1, std::memory_order_relaxed);
     }
     pthread_mutex_unlock(&channel_->lock);
 
-    wake_on_word(on_word);
-    wake_on_socket(on_socket);
-    drop_pins(channel_, on_word);
-    drop_pins(channel_, on_socket);
+    if (on_bell_ != 0) {
+        wake_sleepers(&bell->rung, on_bell_, static_cast<uint32_t>(__builtin_popcount(on_bell_)));
+        unpin(channel_, &channel_->bell_pins);
+    }
+    wake_on_word(on_word_);
+    wake_on_socket(on_socket_);
+    drop_pins(channel_, on_word_);
+    drop_pins(channel_, on_socket_);
     if (loop_fd >= 0) {
         const uint64_t one = 1;
         // Fails only when 2^64 - 2 wake-ups wait: the loop is awake.
@@ -90,21 +97,23 @@ void Turn::report(Receiver *receiver, int error) {
 
 /* Of those for whom there is something new. The fence stands between writing that and reading `asleep`; the
  * receiver has one between writing `asleep` and looking whether there is something new. */
-void Turn::find_sleepers(Pinned *on_word, Pinned *on_socket) {
-    if ((entries_ | packets_) == 0) {
-        return;
-    }
+void Turn::find_sleepers() {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
         Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
         Word *asleep = &receiver->page->asleep;
         const uint32_t how = asleep->load(std::memory_order_relaxed);
         const bool by_entry = (entries_ >> receiver->index & 1) != 0;
-        if (how == awake || (how != asleep_on_word && !by_entry)) {
+        if (how == asleep_on_bell && channel_->bell != nullptr) {
+            on_bell_ |= 1u << receiver->index;
+        } else if (how == asleep_on_word) {
+            pin(&on_word_, receiver);
+        } else if (how != awake && by_entry) {
+            pin(&on_socket_, receiver);
+        } else {
             continue;
         }
         asleep->store(awake, std::memory_order_relaxed);
-        pin(how == asleep_on_word ? on_word : on_socket, receiver);
     }
 }
 

@@ -41,9 +41,12 @@ class Turn {
     void report(Receiver *receiver, int error);
 
   private:
-    void find_sleepers(Pinned *on_word, Pinned *on_socket);
+    void find_sleepers();
 
     Channel *channel_;
+    Pinned on_word_; // sleepers, by how they sleep
+    Pinned on_socket_;
+    uint32_t on_bell_ = 0; // bits
     uint32_t entries_ = 0; // a bit for each index
     uint32_t packets_ = 0;
     bool tell_loop_ = false;

@@ -10,6 +10,7 @@
  *        | -- connect ------------------------------> |
  *        | -- Hello --------------------------------> |
  *        | <- Welcome + descriptor of its link page - |      or Refused, or (role query) Info
+ *        | <- Bell + descriptor of the bell --------- |      once, before the first Arena
  *        | <- Arena + descriptor of the arena ------- |      before the first frame in it
  *        | <= frame: an entry of the ring =========== |      no packet
  *        | == release: one word of the table =======> |      no packet
@@ -51,6 +52,7 @@ enum class Kind : uint32_t {
     wake = 5,
     message = 6,
     info = 7,
+    bell = 8,
 };
 
 enum class Role : uint32_t { receiver = 0, query = 1 };
@@ -70,7 +72,7 @@ struct Welcome {
     uint32_t version;
     int32_t receiver;
     uint32_t slots; // words in the release table
-    uint32_t reserved;
+    uint32_t index; // the receiver's bit, when it sleeps on the bell
 };
 
 struct Refused {
@@ -82,6 +84,10 @@ struct ArenaPacket {
     Kind kind;
     uint32_t size;  // bytes
     uint32_t arena; // its number; takes the place of number - arenas_max, which is empty
+};
+
+struct BellPacket {
+    Kind kind;
 };
 
 struct Wake {
@@ -106,7 +112,8 @@ struct Info {
 };
 
 static_assert(sizeof(Hello) == 24 && sizeof(Welcome) == 24 && sizeof(Refused) == 8 &&
-              sizeof(ArenaPacket) == 12 && sizeof(Wake) == 4 && sizeof(Message) == 12 && sizeof(Info) == 32);
+              sizeof(ArenaPacket) == 12 && sizeof(BellPacket) == 4 && sizeof(Wake) == 4 &&
+              sizeof(Message) == 12 && sizeof(Info) == 32);
 
 /* The largest packet. */
 constexpr size_t packet_max = sizeof(Message) + message_max;
@@ -135,6 +142,7 @@ static_assert((ring_entries & (ring_entries - 1)) == 0);
 constexpr uint32_t awake = 0;
 constexpr uint32_t asleep_on_word = 1;   // FUTEX_WAIT on LinkPage::asleep
 constexpr uint32_t asleep_on_socket = 2; // poll: a Wake packet
+constexpr uint32_t asleep_on_bell = 3;   // FUTEX_WAIT_BITSET on the bell, with the bit of its index
 
 using Word = std::atomic<uint32_t>;
 static_assert(sizeof(Word) == 4);
@@ -169,6 +177,20 @@ struct LinkPage {
 static_assert(sizeof(LinkPage) == 3200 && offsetof(LinkPage, asleep) == 1024 &&
               offsetof(LinkPage, pushed) == 1088 && offsetof(LinkPage, ring) == 1152);
 constexpr uint32_t link_page_bytes = sizeof(LinkPage);
+
+/*
+ * The bell: a word of a memory file that every receiver maps, read-only. The broadcaster counts it up and
+ * wakes those whose bits it names, all with one system call, before any of them runs.
+ *
+ * It is the only thing that receivers share, and the kernel lets whoever can read a word move those who wait
+ * on it elsewhere (FUTEX_REQUEUE), or wake them for nothing. So a receiver that has slept through something
+ * there, or is woken again and again for nothing, sleeps on its own word from then on: what another can do to
+ * it is one delay of sleep_slice_ms.
+ */
+struct Bell {
+    Word rung;
+};
+constexpr uint32_t bell_bytes = sizeof(Bell);
 
 /* Has the receiver been given up? What was read from a frame before this call, and only that, was whole if
  * the answer is no. */
