@@ -152,6 +152,40 @@ typedef struct shbf_channel_info {
  */
 int32_t shbf_channel_query(const char *path, shbf_channel_info_t *info, int32_t timeout_ms);
 
+/* Most users, and most groups, that a channel's policy names; most receivers of a channel. */
+#define SHBF_ACCESS_NAMES_MAX 16
+#define SHBF_RECEIVERS_MAX 32
+
+/* A receiver, as its broadcaster's kernel knows it. */
+typedef struct shbf_attached {
+    int32_t receiver; /* its id in the channel */
+    int32_t pid;      /* of the process that connected; 0 when it is in a pid namespace out of sight */
+    uint32_t uid;     /* its user then */
+} shbf_attached_t;
+
+/* Who may listen to a channel, and who does (docs/channel_access.md). */
+typedef struct shbf_access {
+    uint32_t mode; /* permission bits and group of its socket */
+    uint32_t group;
+    uint32_t user_count; /* both 0: everybody who can open the socket */
+    uint32_t group_count;
+    uint32_t users[SHBF_ACCESS_NAMES_MAX];
+    uint32_t groups[SHBF_ACCESS_NAMES_MAX];
+    uint32_t receivers; /* the limits, as the access file has them */
+    uint32_t receivers_per_user;
+    uint32_t message_bytes;
+    uint32_t messages_per_second; /* 0: none */
+    uint32_t handshake_ms;
+    uint32_t attached_count;
+    shbf_attached_t attached[SHBF_RECEIVERS_MAX];
+} shbf_access_t;
+
+/*
+ * Asks the broadcaster of `path` who may listen and who does; as shbf_channel_query otherwise. It answers
+ * those who may attach. -EPROTONOSUPPORT from one that does not know the question.
+ */
+int32_t shbf_channel_access(const char *path, shbf_access_t *access, int32_t timeout_ms);
+
 /* ---- on a libev loop (libshbfev) ---- */
 
 /* All run on the loop's thread. Any may be null. shbfev_rcv_close may be called from inside them. */

@@ -178,6 +178,21 @@ Verdict admission_of_message(const Admission *admission, Sending *sending, uint3
     return length > policy.message_bytes ? Verdict::too_long : Verdict::deliver;
 }
 
+void admission_describe(const Admission *admission, shbf_access_t *access) {
+    const Policy &policy = admission->policy;
+    static_assert(sizeof access->users == sizeof policy.users &&
+                  sizeof access->groups == sizeof policy.groups);
+    memcpy(access->users, policy.users, sizeof policy.users);
+    memcpy(access->groups, policy.groups, sizeof policy.groups);
+    access->user_count = policy.user_count;
+    access->group_count = policy.group_count;
+    access->receivers = policy.receivers;
+    access->receivers_per_user = policy.receivers_per_user;
+    access->message_bytes = policy.message_bytes;
+    access->messages_per_second = policy.messages_per_second;
+    access->handshake_ms = policy.handshake_ms;
+}
+
 void admission_log(Admission *admission, const Credentials &peer, int error) {
     if (!rate_allows(&admission->lines, lines_per_minute, minute_ms, now_ms())) {
         ++admission->unlogged;

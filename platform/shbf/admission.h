@@ -8,6 +8,7 @@
 #ifndef SHBF_ADMISSION_H
 #define SHBF_ADMISSION_H
 
+#include "libshbf_receiver.h"
 #include "shbf/policy.h"
 
 namespace shbf {
@@ -65,6 +66,9 @@ enum class Verdict {
     too_many_yet, // drop it; the last report is less than a second old
 };
 Verdict admission_of_message(const Admission *admission, Sending *sending, uint32_t length);
+
+/* The policy, for those who ask; mode, group and who is attached are not filled. */
+void admission_describe(const Admission *admission, shbf_access_t *access);
 
 /* Logs that `peer` was turned away, or what it sent was, with an errno value of the ones above, or EMSGSIZE,
  * EAGAIN, EPROTO, EPROTONOSUPPORT, ETIMEDOUT. */

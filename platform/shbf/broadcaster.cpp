@@ -12,6 +12,7 @@
 #include "libshbfev.h"
 
 #include "run_dir/run_dir.h"
+#include "shbf/access.h"
 #include "shbf/admission.h"
 #include "shbf/channel.h"
 #include "shbf/packet.h"
@@ -35,6 +36,7 @@ constexpr uint32_t peers_max = receivers_max + 16; // room for those that shake 
 constexpr ev_tstamp accept_pause_s = 0.1;          // when descriptors are short
 constexpr int packets_per_turn = 16;               // of one peer, before others have their turn
 constexpr int event_codes = 6;
+constexpr mode_t mode_bits = 07777;
 
 struct Peer {
     ev_io io;
@@ -163,6 +165,33 @@ int attach(Peer *peer, uint32_t window) {
                       : -shbf_channel_attach(&peer->brd->channel, peer->io.fd, window, &peer->receiver);
 }
 
+void list_attached(const shbfev_brd_t *brd, shbf_access_t *access) {
+    for (const Peer *peer = brd->peers; peer != nullptr; peer = peer->next) {
+        if (peer->receiver != nullptr && access->attached_count < SHBF_RECEIVERS_MAX) {
+            access->attached[access->attached_count++] = {peer->receiver->id, peer->who.pid, peer->who.uid};
+        }
+    }
+}
+
+/* A peer that only asks gets its answer, and that is all. */
+void answer(Peer *peer, Role question) {
+    shbfev_brd_t *brd = peer->brd;
+    if (question == access_role) {
+        AccessPacket packet{};
+        packet.kind = access_kind;
+        admission_describe(&brd->admission, &packet.access);
+        packet.access.mode = brd->identity.st_mode & mode_bits;
+        packet.access.group = brd->identity.st_gid;
+        list_attached(brd, &packet.access);
+        packet_send(peer->io.fd, &packet, sizeof packet, -1);
+    } else {
+        Info info;
+        shbf_channel_describe(&brd->channel, &info);
+        packet_send(peer->io.fd, &info, sizeof info, -1);
+    }
+    drop_peer(peer, Goodbye::silent);
+}
+
 /* The first packet of a peer. False when the peer is gone. */
 bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
     shbfev_brd_t *brd = peer->brd;
@@ -179,15 +208,12 @@ bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
         refuse(peer, peer->refusal);
         return false;
     }
-    if (hello.version != wire_version || hello.role > Role::query) {
+    if (hello.version != wire_version || hello.role > access_role) {
         refuse(peer, EPROTONOSUPPORT);
         return false;
     }
-    if (hello.role == Role::query) {
-        Info info;
-        shbf_channel_describe(&brd->channel, &info);
-        packet_send(peer->io.fd, &info, sizeof info, -1);
-        drop_peer(peer, Goodbye::silent);
+    if (hello.role != Role::receiver) {
+        answer(peer, hello.role);
         return false;
     }
     const int error = attach(peer, hello.window);

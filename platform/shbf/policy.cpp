@@ -217,7 +217,7 @@ int take_setting(Parser *parser, char *line) {
     const int key = key_of(name);
     if (key < 0) {
         return fail(parser,
-                    "there is no key \"%.40s\": mode, group, users, groups, receivers, "
+                    "there is no key \"%.40s\": the keys are mode, group, users, groups, receivers, "
                     "receivers_per_user, message_bytes, messages_per_second, handshake_ms",
                     name);
     }

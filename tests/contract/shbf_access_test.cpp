@@ -4,6 +4,7 @@
 // skipped for everybody else. All others say the same for root and for an ordinary user.
 
 #include "libshbf_receiver.h"
+#include "shbf/access.h"
 #include "shbf/wire.h"
 #include "support/channel_fixture.h"
 
@@ -515,6 +516,69 @@ TEST_F(Access, AHelloCountsThoughTheLoopWasBusyBeyondTheTime) {
         close(fd);
     }
     EXPECT_TRUE(channel.saw("new 1"));
+}
+
+// ---- asking ----
+
+TEST_F(Access, WhoMayAttachMayAskForTheRulesAndForTheOthers) {
+    conf("mode = 0620\nusers = " + somebody_else() + "," + myself() + "\ngroups = 77\nreceivers = 3\n" +
+         "receivers_per_user = 2\nmessage_bytes = 4\nmessages_per_second = 5\nhandshake_ms = 6000");
+    TestChannel channel(path);
+    const Receiver one;
+    const Receiver other;
+    shbf_access_t access{};
+    ASSERT_EQ(shbf_channel_access(path, &access, patience_ms), 0);
+    EXPECT_EQ(access.mode, 0620U);
+    EXPECT_EQ(access.user_count, 2U);
+    EXPECT_EQ(access.users[0], geteuid() + 1);
+    EXPECT_EQ(access.users[1], geteuid());
+    EXPECT_EQ(access.group_count, 1U);
+    EXPECT_EQ(access.groups[0], 77U);
+    EXPECT_EQ(access.receivers, 3U);
+    EXPECT_EQ(access.receivers_per_user, 2U);
+    EXPECT_EQ(access.message_bytes, 4U);
+    EXPECT_EQ(access.messages_per_second, 5U);
+    EXPECT_EQ(access.handshake_ms, 6000U);
+    ASSERT_EQ(access.attached_count, 2U);
+    EXPECT_EQ(access.attached[0].receiver + access.attached[1].receiver, 3);
+    EXPECT_EQ(access.attached[0].pid, getpid());
+    EXPECT_EQ(access.attached[0].uid, geteuid());
+    EXPECT_EQ(channel.count("new 3"), 0) << "who asks is no receiver";
+}
+
+TEST_F(Access, AskingTellsNothingToOthers) {
+    conf("users = " + somebody_else());
+    const TestChannel channel(path);
+    shbf_access_t access;
+    EXPECT_EQ(shbf_channel_access(path, &access, patience_ms), -EACCES);
+    EXPECT_EQ(shbf_channel_access("/run/nobody", &access, patience_ms), -ENOENT);
+}
+
+TEST_F(Access, AnAnswerWithListsTooLongIsNotBelieved) {
+    const int listener = socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    strncpy(address.sun_path, run_dir_.file("test_channel").c_str(), sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(listener, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener, 5), 0);
+    for (const int list : {0, 1, 2, 3}) {
+        std::thread impostor([&] {
+            const int fd = accept(listener, nullptr, nullptr);
+            char hello[100];
+            recv(fd, hello, sizeof hello, 0);
+            shbf::AccessPacket packet{};
+            packet.kind = shbf::access_kind;
+            packet.access.user_count = list == 1 ? SHBF_ACCESS_NAMES_MAX + 1 : SHBF_ACCESS_NAMES_MAX;
+            packet.access.group_count = list == 2 ? SHBF_ACCESS_NAMES_MAX + 1 : SHBF_ACCESS_NAMES_MAX;
+            packet.access.attached_count = list == 3 ? UINT32_MAX : SHBF_RECEIVERS_MAX;
+            send(fd, &packet, sizeof packet, MSG_NOSIGNAL);
+            close(fd);
+        });
+        shbf_access_t access{};
+        EXPECT_EQ(shbf_channel_access(path, &access, patience_ms), list == 0 ? 0 : -EPROTO) << list;
+        impostor.join();
+    }
+    close(listener);
 }
 
 // ---- a file that cannot be followed ----

@@ -210,7 +210,7 @@ TEST_F(PolicyText, SixteenNamesAndNotOneMore) {
 TEST_F(PolicyText, LinesThatSayNothing) {
     expect_error("receivers = 1", 1, "stands before any section: put [default] above it");
     expect_error("[default]\nreceivers", 2, "neither [section] nor key = value");
-    expect_error("[default]\nreciever = 1", 2, "there is no key \"reciever\": mode, group");
+    expect_error("[default]\nreciever = 1", 2, "there is no key \"reciever\": the keys are mode, group");
     expect_error("[default]\n= 1", 2, "there is no key \"\"");
     expect_error("[default]\nReceivers = 1", 2, "there is no key \"Receivers\"");
     expect_error("[default]\n\nreceivers = 1\n# x\nreceivers = 1", 5, "stands in this section twice");
