@@ -83,11 +83,20 @@ typedef struct shbf_event {
 
 /*
  * Attaches to the channel at `path` (under "/run/", see shbfev_brd_create).
- * Result: the receiver, or null with errno: ENOENT or ECONNREFUSED when nobody serves the path, ENOSPC when
- * the channel has all the receivers it takes, ETIMEDOUT when the broadcaster does not answer, EPROTO when
- * what answers is no broadcaster of this kind.
+ * Result: the receiver, or null with errno: ENOENT or ECONNREFUSED when nobody serves the path, ETIMEDOUT
+ * when the broadcaster does not answer, EPROTO or EPROTONOSUPPORT when what answers is no broadcaster of this
+ * kind; and where the camera's integrator has limited who may listen (docs/channel_access.md): EACCES when
+ * this user may not attach, ENOSPC when the channel has all the receivers it takes, EUSERS when this user has
+ * all that one user may have, EPERM when the channel is closed because its access file is damaged.
+ * shbf_rcv_problem says each in words.
  */
 shbf_rcv_t *shbf_rcv_open(const char *path, const shbf_rcv_options_t *options);
+
+/*
+ * What an error of any function here means and what to do about it: the end of a sentence that names the
+ * channel, without a full stop. `error` is an errno value of either sign. A constant, or what strerror says.
+ */
+const char *shbf_rcv_problem(int32_t error);
 
 /*
  * The descriptor to poll for reading. Readable: call shbf_rcv_next with timeout 0 until it returns 0, and
@@ -118,6 +127,8 @@ void shbf_rcv_release(shbf_rcv_t *receiver, const shbf_frame_t *frame);
 /*
  * Sends a plain message of up to SHBF_MESSAGE_MAX bytes to the broadcaster, such as "REQ_IDR".
  * Result: 0; -EAGAIN when the broadcaster does not fetch its messages; -EMSGSIZE; -EPIPE when it is gone.
+ * 0 means sent, not accepted: a channel may take less (docs/channel_access.md). What is more often than it
+ * takes is dropped; what is longer may end this receiver.
  */
 int32_t shbf_rcv_send(shbf_rcv_t *receiver, const void *bytes, uint32_t length);
 
@@ -140,6 +151,40 @@ typedef struct shbf_channel_info {
  * for the answer. Result: 0 or a negative errno value as shbf_rcv_open has them.
  */
 int32_t shbf_channel_query(const char *path, shbf_channel_info_t *info, int32_t timeout_ms);
+
+/* Most users, and most groups, that a channel's policy names; most receivers of a channel. */
+#define SHBF_ACCESS_NAMES_MAX 16
+#define SHBF_RECEIVERS_MAX 32
+
+/* A receiver, as its broadcaster's kernel knows it. */
+typedef struct shbf_attached {
+    int32_t receiver; /* its id in the channel */
+    int32_t pid;      /* of the process that connected; 0 when it is in a pid namespace out of sight */
+    uint32_t uid;     /* its user then */
+} shbf_attached_t;
+
+/* Who may listen to a channel, and who does (docs/channel_access.md). */
+typedef struct shbf_access {
+    uint32_t mode; /* permission bits and group of its socket */
+    uint32_t group;
+    uint32_t user_count; /* both 0: everybody who can open the socket */
+    uint32_t group_count;
+    uint32_t users[SHBF_ACCESS_NAMES_MAX];
+    uint32_t groups[SHBF_ACCESS_NAMES_MAX];
+    uint32_t receivers; /* the limits, as the access file has them */
+    uint32_t receivers_per_user;
+    uint32_t message_bytes;
+    uint32_t messages_per_second; /* 0: none */
+    uint32_t handshake_ms;
+    uint32_t attached_count;
+    shbf_attached_t attached[SHBF_RECEIVERS_MAX];
+} shbf_access_t;
+
+/*
+ * Asks the broadcaster of `path` who may listen and who does; as shbf_channel_query otherwise. It answers
+ * those who may attach. -EPROTONOSUPPORT from one that does not know the question.
+ */
+int32_t shbf_channel_access(const char *path, shbf_access_t *access, int32_t timeout_ms);
 
 /* ---- on a libev loop (libshbfev) ---- */
 

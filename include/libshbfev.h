@@ -63,10 +63,12 @@ typedef int32_t (*shbfev_receiver_callback)(void *user, int32_t receiver);
 /*
  * Code 4: something was not delivered to, or not understood from, one receiver.
  *   EAGAIN  the receiver is behind: what was to be sent was skipped for it. When skips come faster than the
- *           loop turns, one event stands for several;
+ *           loop turns, one event stands for several. Or the receiver sends more messages than the channel
+ *           takes in a second: those beyond are dropped, and one event a second stands for them;
  *   ETIMEDOUT  the receiver left a buffer unreleased for over a second while the channel was short of memory.
  *           What it held has been taken back, and it is dropped, whatever the answer;
- *   EPROTO  the receiver sent something that is no message of this protocol; EMSGSIZE: a message too long.
+ *   EPROTO  the receiver sent something that is no message of this protocol; EMSGSIZE: a message too long
+ *           for the channel.
  * The result decides: negative keeps the receiver, and only what failed is skipped; zero or more drops it
  * (event 3 follows). Without a callback the receiver is kept on EAGAIN and dropped otherwise.
  */
@@ -106,6 +108,11 @@ int32_t shbfev_brd_event(shbfev_brd_t *brd, int32_t code, shbfev_callback callba
 /*
  * Opens the channel at its path and serves it from `loop`, on whose thread every callback then runs.
  * A socket file that a crashed process left at the path is replaced.
+ *
+ * Who may attach, and how much, is read here from the access file (docs/channel_access.md): by default
+ * /etc/strell/channels.conf, or what the environment variable STRELL_CHANNELS_CONF names. When that file
+ * cannot be followed, the channel starts and is closed: everybody is refused, and the log says what to
+ * correct. Who is refused gets a line in the log (libvuto_util.h), at most ten a minute for each channel.
  *
  * Result: 0 or more; -EADDRINUSE when a living process serves the path, -EEXIST when something that is no
  * socket stands there, -EBUSY when somebody keeps the directory locked (it is waited for, but no longer than

@@ -81,6 +81,72 @@ int lock_directory(const sockaddr_un *address) {
     return fd;
 }
 
+// ---- mode and group of a socket's file ----
+//
+// A socket's file must at no instant be more open than it was asked for, and the umask, which belongs to the
+// whole process, cannot be used for that where other threads make files. Linux gives two better means. bind
+// creates the file with the mode of the socket's own inode less the umask (unix_bind in net/unix/af_unix.c,
+// before Linux 2.6 already), and fchmod on the unbound socket sets that. And as long as listen has not been
+// called, connect answers ECONNREFUSED to everybody (unix_stream_connect, the same file): so what the umask
+// took away, and the group, can be set between bind and listen. The file is changed through a descriptor of
+// its own, never by its path, which somebody who may write to the directory could turn elsewhere meanwhile.
+
+constexpr mode_t mode_bits = 07777;
+constexpr mode_t owner_bits = 0700;
+
+bool gives_access(const RunDirAccess &access) {
+    return access.mode >= 0 || access.group != static_cast<gid_t>(-1);
+}
+
+/* chmod through an O_PATH descriptor, which fchmod does not take. */
+bool change_mode(int file, mode_t mode) {
+    char link[32];
+    snprintf(link, sizeof link, "/proc/self/fd/%d", file);
+    return chmod(link, mode) == 0;
+}
+
+bool apply_access(int file, const RunDirAccess &access) {
+    struct stat status;
+    if (fstat(file, &status) != 0 || !S_ISSOCK(status.st_mode) || status.st_uid != geteuid() ||
+        status.st_nlink != 1) {
+        return false; // not the one that bind made
+    }
+    if (access.group != static_cast<gid_t>(-1) &&
+        fchownat(file, "", static_cast<uid_t>(-1), access.group, AT_EMPTY_PATH) != 0) {
+        return false;
+    }
+    const mode_t mode = static_cast<mode_t>(access.mode);
+    return access.mode < 0 || (status.st_mode & mode_bits) == mode || change_mode(file, mode);
+}
+
+/* Mode and group of the file of a socket that is bound and does not listen yet. */
+int give_access(const sockaddr_un *address, const RunDirAccess &access) {
+    const int file = open(address->sun_path, O_PATH | O_NOFOLLOW | O_CLOEXEC);
+    const bool given = file >= 0 && apply_access(file, access);
+    if (file >= 0) {
+        close(file);
+    }
+    return given ? 0 : -EPERM;
+}
+
+int bind_and_listen(int fd, const sockaddr_un *address, socklen_t length, int backlog,
+                    const RunDirAccess &access) {
+    if (access.mode >= 0 && fchmod(fd, static_cast<mode_t>(access.mode) & owner_bits) != 0) {
+        return -EPERM;
+    }
+    if (bind(fd, generic(address), length) != 0) {
+        return -errno;
+    }
+    int result = gives_access(access) ? give_access(address, access) : 0;
+    if (result == 0 && listen(fd, backlog) != 0) {
+        result = -errno;
+    }
+    if (result < 0) {
+        unlink(address->sun_path);
+    }
+    return result;
+}
+
 } // namespace
 
 int run_dir_address(const char *path, sockaddr_un *address) {
@@ -101,7 +167,7 @@ int run_dir_address(const char *path, sockaddr_un *address) {
     return static_cast<int>(offsetof(sockaddr_un, sun_path)) + length + 1;
 }
 
-int run_dir_listen(const char *path, int type, int backlog) {
+int run_dir_listen(const char *path, int type, int backlog, const RunDirAccess &access) {
     sockaddr_un address;
     const int length = run_dir_address(path, &address);
     if (length < 0) {
@@ -113,15 +179,13 @@ int run_dir_listen(const char *path, int type, int backlog) {
     }
     int result = remove_stale(&address, static_cast<socklen_t>(length), type);
     if (result == 0) {
-        result = socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
-        if (result < 0 || bind(result, generic(&address), static_cast<socklen_t>(length)) != 0 ||
-            listen(result, backlog) != 0) {
-            const int error = errno;
-            if (result >= 0) {
-                close(result);
-            }
-            result = -error;
+        const int fd = socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        result =
+            fd < 0 ? -errno : bind_and_listen(fd, &address, static_cast<socklen_t>(length), backlog, access);
+        if (fd >= 0 && result < 0) {
+            close(fd);
         }
+        result = result < 0 ? result : fd;
     }
     close(directory);
     return result;
@@ -135,6 +199,8 @@ const char *run_dir_listen_problem(int error) {
         return "something that is no socket is in the way: move it away";
     case EBUSY:
         return "another process holds a lock on its directory: end that one first (lslocks shows it)";
+    case EPERM:
+        return "this user may not make it: run as another, or set STRELL_RUN_DIR to a directory of its own";
     case ENAMETOOLONG:
         return "the path in STRELL_RUN_DIR is too long for a socket: take a shorter one";
     default:

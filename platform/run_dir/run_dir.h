@@ -11,7 +11,9 @@
 #ifndef PLATFORM_RUN_DIR_H
 #define PLATFORM_RUN_DIR_H
 
+#include <stdint.h>
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <sys/un.h>
 
 /*
@@ -21,17 +23,27 @@
  */
 int run_dir_address(const char *path, sockaddr_un *address);
 
+/* Who may connect to a listening socket, as its file's mode and group say it. */
+struct RunDirAccess {
+    int32_t mode; // permission bits, 0200 among them; -1: what the umask leaves of 0777
+    gid_t group;  // (gid_t)-1: as the directory or the process has it
+};
+constexpr RunDirAccess run_dir_access_by_umask = {-1, static_cast<gid_t>(-1)};
+
 /*
  * Opens a listening socket of `type` (SOCK_STREAM, SOCK_SEQPACKET) at `path`: non-blocking, close-on-exec. A
  * socket file that a crashed process left there is replaced; two processes that start at the same moment
  * cannot take the path from each other: the directory is locked (flock) while one looks. For that lock the
- * call waits, but not for long (200 ms).
+ * call waits, but not for long (200 ms). Nobody can connect before the socket has the mode and group of
+ * `access`, and its file is never more open than that.
  *
  * Result: the descriptor; -EADDRINUSE when a living process serves the path; -EEXIST when something that is
- * no socket stands there (it is left alone); -EBUSY when somebody keeps the directory locked; another
- * negative errno value when the directory is missing and so on.
+ * no socket stands there (it is left alone); -EBUSY when somebody keeps the directory locked; -EPERM when
+ * mode or group could not be given (nothing is left behind); another negative errno value when the directory
+ * is missing and so on.
  */
-int run_dir_listen(const char *path, int type, int backlog);
+int run_dir_listen(const char *path, int type, int backlog,
+                   const RunDirAccess &access = run_dir_access_by_umask);
 
 /*
  * What a result of run_dir_listen means and what to do about it, for people: the end of a sentence that names

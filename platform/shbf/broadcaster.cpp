@@ -2,13 +2,18 @@
 //
 // A peer that connects is a Peer from its first byte on; after its Hello it is a receiver too
 // (Peer::receiver), and only then do callbacks know it. A peer costs a descriptor, so those that do not say
-// Hello in time are dropped. Frames do not pass through here: producers send them from their own threads
-// (channel.cpp) and leave a note in Receiver::error, with a wake-up, when one could not be sent. Callbacks
-// may change the peer list under a walk only in one way: a peer is dropped after its own callback.
+// Hello in time are dropped. One that may not attach (admission.h) is told so when it has said Hello, not
+// before: a connection that is closed with its Hello unread may lose the answer. Until then it holds a place
+// that is taken from it as soon as somebody else needs one. Frames do not pass through here: producers send
+// them from their own threads (channel.cpp) and leave a note in Receiver::error, with a wake-up, when one
+// could not be sent. Callbacks may change the peer list under a walk only in one way: a peer is dropped after
+// its own callback.
 
 #include "libshbfev.h"
 
 #include "run_dir/run_dir.h"
+#include "shbf/access.h"
+#include "shbf/admission.h"
 #include "shbf/channel.h"
 #include "shbf/packet.h"
 
@@ -28,16 +33,19 @@ namespace {
 
 constexpr int backlog = 32;
 constexpr uint32_t peers_max = receivers_max + 16; // room for those that shake hands or only ask
-constexpr ev_tstamp hello_timeout_s = 2.0;
-constexpr ev_tstamp accept_pause_s = 0.1; // when descriptors are short
-constexpr int packets_per_turn = 16;      // of one peer, before others have their turn
+constexpr ev_tstamp accept_pause_s = 0.1;          // when descriptors are short
+constexpr int packets_per_turn = 16;               // of one peer, before others have their turn
 constexpr int event_codes = 6;
+constexpr mode_t mode_bits = 07777;
 
 struct Peer {
     ev_io io;
     ev_timer hello_timeout;
     shbfev_brd_t *brd;
     Receiver *receiver; // null before its Hello
+    Credentials who;
+    int refusal; // errno value that its Hello will be answered with; 0 for none
+    Sending sending;
     Peer *previous;
     Peer *next;
 };
@@ -62,7 +70,8 @@ struct shbfev_brd {
     ev_stat path_watch;
     ev_timer accept_pause;
     Handler handlers[event_codes];
-    Peer *peers;
+    Admission admission;
+    Peer *peers; // the newest first
     uint32_t peer_count;
     uint8_t *packet; // one packet at a time, and a zero behind it
 };
@@ -133,8 +142,53 @@ void drop_all_peers(shbfev_brd_t *brd) {
 }
 
 void refuse(Peer *peer, int error) {
+    admission_log(&peer->brd->admission, peer->who, error);
     const Refused packet = {Kind::refused, error};
     packet_send(peer->io.fd, &packet, sizeof packet, -1);
+    drop_peer(peer, Goodbye::silent);
+}
+
+/* May this peer become a receiver, as far as numbers go? 0 or an errno value. */
+int room_for(const Peer *peer) {
+    uint32_t attached = 0;
+    uint32_t of_user = 0;
+    for (const Peer *other = peer->brd->peers; other != nullptr; other = other->next) {
+        attached += other->receiver != nullptr ? 1 : 0;
+        of_user += other->receiver != nullptr && other->who.uid == peer->who.uid ? 1 : 0;
+    }
+    return admission_of_receiver(&peer->brd->admission, attached, of_user);
+}
+
+int attach(Peer *peer, uint32_t window) {
+    const int error = room_for(peer);
+    return error != 0 ? error
+                      : -shbf_channel_attach(&peer->brd->channel, peer->io.fd, window, &peer->receiver);
+}
+
+void list_attached(const shbfev_brd_t *brd, shbf_access_t *access) {
+    for (const Peer *peer = brd->peers; peer != nullptr; peer = peer->next) {
+        if (peer->receiver != nullptr && access->attached_count < SHBF_RECEIVERS_MAX) {
+            access->attached[access->attached_count++] = {peer->receiver->id, peer->who.pid, peer->who.uid};
+        }
+    }
+}
+
+/* A peer that only asks gets its answer, and that is all. */
+void answer(Peer *peer, Role question) {
+    shbfev_brd_t *brd = peer->brd;
+    if (question == Role::access) {
+        AccessPacket packet{};
+        packet.kind = Kind::access;
+        admission_describe(&brd->admission, &packet.access);
+        packet.access.mode = brd->identity.st_mode & mode_bits;
+        packet.access.group = brd->identity.st_gid;
+        list_attached(brd, &packet.access);
+        packet_send(peer->io.fd, &packet, sizeof packet, -1);
+    } else {
+        Info info;
+        shbf_channel_describe(&brd->channel, &info);
+        packet_send(peer->io.fd, &info, sizeof info, -1);
+    }
     drop_peer(peer, Goodbye::silent);
 }
 
@@ -146,23 +200,25 @@ bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
         memcpy(&hello, bytes, sizeof hello);
     }
     if (hello.kind != Kind::hello || hello.magic != wire_magic) {
+        admission_log(&brd->admission, peer->who, EPROTO);
         drop_peer(peer, Goodbye::silent);
         return false;
     }
-    if (hello.version != wire_version || hello.role > Role::query) {
+    if (peer->refusal != 0) {
+        refuse(peer, peer->refusal);
+        return false;
+    }
+    if (hello.version != wire_version || hello.role > Role::access) {
         refuse(peer, EPROTONOSUPPORT);
         return false;
     }
-    if (hello.role == Role::query) {
-        Info info;
-        shbf_channel_describe(&brd->channel, &info);
-        packet_send(peer->io.fd, &info, sizeof info, -1);
-        drop_peer(peer, Goodbye::silent);
+    if (hello.role != Role::receiver) {
+        answer(peer, hello.role);
         return false;
     }
-    const int result = shbf_channel_attach(&brd->channel, peer->io.fd, hello.window, &peer->receiver);
-    if (result < 0) {
-        refuse(peer, -result);
+    const int error = attach(peer, hello.window);
+    if (error != 0) {
+        refuse(peer, error);
         return false;
     }
     ev_timer_stop(brd->loop, &peer->hello_timeout);
@@ -171,7 +227,7 @@ bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
 }
 
 /* A packet of an attached receiver. The answer is 0 or what is wrong with it. */
-int take_message(const Peer *peer, const uint8_t *bytes, int length) {
+int take_message(Peer *peer, const uint8_t *bytes, int length) {
     Message record;
     if (length < static_cast<int>(sizeof record)) {
         return EPROTO;
@@ -180,8 +236,23 @@ int take_message(const Peer *peer, const uint8_t *bytes, int length) {
     if (record.kind != Kind::message || record.length != static_cast<uint32_t>(length) - sizeof record) {
         return EPROTO;
     }
-    tell_message(peer->brd, peer->receiver->id, bytes + sizeof record, record.length);
-    return 0;
+    switch (admission_of_message(&peer->brd->admission, &peer->sending, record.length)) {
+    case Verdict::deliver:
+        tell_message(peer->brd, peer->receiver->id, bytes + sizeof record, record.length);
+        return 0;
+    case Verdict::too_long:
+        return EMSGSIZE;
+    case Verdict::too_many:
+        return EAGAIN;
+    default:
+        return 0;
+    }
+}
+
+/* What the receiver sent is wrong. True when it stays all the same. */
+bool tell_wrong(Peer *peer, int error) {
+    admission_log(&peer->brd->admission, peer->who, error);
+    return tell_error(peer->brd, peer->receiver->id, error);
 }
 
 /* One packet. False when the peer is gone or has nothing more to say. */
@@ -205,7 +276,7 @@ bool serve_packet(Peer *peer) {
         return take_hello(peer, brd->packet, length);
     }
     const int error = length < 0 ? EMSGSIZE : take_message(peer, brd->packet, length);
-    if (error != 0 && !tell_error(brd, peer->receiver->id, error)) {
+    if (error != 0 && !tell_wrong(peer, error)) {
         drop_peer(peer, Goodbye::told);
         return false;
     }
@@ -218,8 +289,14 @@ void on_peer(struct ev_loop * /*loop*/, ev_io *watcher, int /*revents*/) {
     }
 }
 
+/* After a turn of the loop that took long, what the peer said in time may still be unread: then on_peer has
+ * the word. */
 void on_hello_timeout(struct ev_loop * /*loop*/, ev_timer *watcher, int /*revents*/) {
-    drop_peer(static_cast<Peer *>(watcher->data), Goodbye::silent);
+    char byte;
+    Peer *peer = static_cast<Peer *>(watcher->data);
+    if (recv(peer->io.fd, &byte, sizeof byte, MSG_PEEK | MSG_DONTWAIT) < 0) {
+        refuse(peer, peer->refusal != 0 ? peer->refusal : ETIMEDOUT);
+    }
 }
 
 /* A producer could not send to somebody. */
@@ -254,15 +331,38 @@ void server_closed(shbfev_brd_t *brd) {
     }
 }
 
+/* The peer that may not attach and has waited longest with its Hello, or null. */
+Peer *oldest_refused(const shbfev_brd_t *brd) {
+    Peer *oldest = nullptr;
+    for (Peer *peer = brd->peers; peer != nullptr; peer = peer->next) {
+        oldest = peer->refusal != 0 ? peer : oldest;
+    }
+    return oldest;
+}
+
+/* So those who may not attach never keep out those who may. */
+void make_room(shbfev_brd_t *brd) {
+    Peer *oldest = brd->peer_count < peers_max ? nullptr : oldest_refused(brd);
+    if (oldest != nullptr) {
+        refuse(oldest, oldest->refusal);
+    }
+}
+
 void add_peer(shbfev_brd_t *brd, int fd) {
+    Credentials who;
+    const int refusal = admission_of_peer(&brd->admission, fd, &who);
+    make_room(brd);
     Peer *peer = brd->peer_count < peers_max ? static_cast<Peer *>(calloc(1, sizeof(Peer))) : nullptr;
     if (peer == nullptr) {
+        admission_log(&brd->admission, who, ENOSPC);
         const Refused packet = {Kind::refused, ENOSPC};
         packet_send(fd, &packet, sizeof packet, -1);
         close(fd);
         return;
     }
     peer->brd = brd;
+    peer->who = who;
+    peer->refusal = refusal;
     peer->next = brd->peers;
     if (peer->next != nullptr) {
         peer->next->previous = peer;
@@ -270,6 +370,7 @@ void add_peer(shbfev_brd_t *brd, int fd) {
     brd->peers = peer;
     ++brd->peer_count;
     ev_io_init(&peer->io, on_peer, fd, EV_READ);
+    const ev_tstamp hello_timeout_s = brd->admission.policy.handshake_ms / 1000.0;
     ev_timer_init(&peer->hello_timeout, on_hello_timeout, hello_timeout_s, 0.0);
     peer->io.data = peer->hello_timeout.data = peer;
     ev_io_start(brd->loop, &peer->io);
@@ -318,6 +419,23 @@ void on_path_changed(struct ev_loop * /*loop*/, ev_stat *watcher, int /*revents*
     if (!path_is_ours(brd)) {
         server_closed(brd);
     }
+}
+
+int listen_as_policy_says(const shbfev_brd_t *brd) {
+    const RunDirAccess access = {brd->admission.policy.mode, brd->admission.policy.group};
+    return run_dir_listen(brd->path, SOCK_SEQPACKET, backlog, access);
+}
+
+/* A channel that cannot be as open as its policy says is closed; it is not missing. Without it the daemon's
+ * control loop would end, and with it commands and settings, which nobody asked for. */
+int open_listener(shbfev_brd_t *brd) {
+    admission_open(&brd->admission, brd->path);
+    const int listener = listen_as_policy_says(brd);
+    if (listener != -EPERM || brd->admission.policy.closed) {
+        return listener;
+    }
+    admission_close(&brd->admission);
+    return listen_as_policy_says(brd);
 }
 
 void start_watchers(struct ev_loop *loop, shbfev_brd_t *brd, int listener, int wake) {
@@ -369,7 +487,7 @@ PLATFORM_API int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd) {
     if (brd == nullptr || loop == nullptr || brd->loop != nullptr || brd->packet == nullptr) {
         return -EINVAL;
     }
-    const int listener = run_dir_listen(brd->path, SOCK_SEQPACKET, backlog);
+    const int listener = open_listener(brd);
     if (listener < 0) {
         return listener;
     }

@@ -53,9 +53,10 @@ enum class Kind : uint32_t {
     message = 6,
     info = 7,
     bell = 8,
+    access = 9,
 };
 
-enum class Role : uint32_t { receiver = 0, query = 1 };
+enum class Role : uint32_t { receiver = 0, query = 1, access = 2 };
 
 struct Hello {
     Kind kind;

@@ -90,7 +90,8 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
                            {"help", "everything"},
                            {"help", "set", "flip"},
                            {"completion", "fish"},
-                           {"status", "main"}};
+                           {"status", "main"},
+                           {"access", "main"}};
     for (const Words &words : wrong) {
         const auto outcome = run_ctl(words);
         const std::string line = words.empty() ? "" : words[0] + " " + words.back();
@@ -102,9 +103,10 @@ TEST_F(NobodyThere, WrongUsageIsExitStatus2) {
 TEST_F(NobodyThere, HelpIsThereForEveryCommand) {
     const auto help = run_ctl({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char *name : {"status",  "watch",  "record",   "idr",    "get",        "set", "unset", "list",
-                             "monitor", "reload", "snapshot", "listen", "talk",       "ban", "unban", "night",
-                             "scene",   "cmd",    "events",   "motor",  "completion", "help"}) {
+    for (const char *name :
+         {"status",  "watch",  "record",   "idr",    "get",        "set",  "unset", "list",
+          "monitor", "reload", "snapshot", "listen", "talk",       "ban",  "unban", "night",
+          "scene",   "cmd",    "events",   "motor",  "completion", "help", "access"}) {
         EXPECT_NE(help.output.find(std::string("\n  ") + name + " "), std::string::npos) << name;
         for (const char *option : {"--help", "-h"}) {
             const auto one = run_ctl({name, option});

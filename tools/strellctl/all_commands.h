@@ -10,6 +10,7 @@
 namespace ctl {
 
 int run_status(const Arguments &arguments);
+int run_access(const Arguments &arguments);
 int run_watch(const Arguments &arguments);
 int run_record(const Arguments &arguments);
 int run_idr(const Arguments &arguments);

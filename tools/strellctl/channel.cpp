@@ -30,14 +30,10 @@ std::string attach_failure(const std::string &what, int error) {
     case ECONNREFUSED:
         return "nobody serves " + what +
                ": start strell_v2 (./dev run), or set STRELL_RUN_DIR to the directory where it runs";
-    case ENOSPC:
-        return what + " has all the receivers it takes: end one of them";
     case ETIMEDOUT:
         return "strell_v2 does not answer: it hangs, or is stopped";
-    case EACCES:
-        return "this user may not attach to " + what + ": become the user that strell_v2 runs as";
     default:
-        return "cannot attach to " + what + ": " + std::strerror(error);
+        return "cannot attach to " + what + ": " + shbf_rcv_problem(error);
     }
 }
 

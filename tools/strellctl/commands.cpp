@@ -21,6 +21,7 @@ constexpr Option force_option = {"--force", nullptr, "stores it unchecked"};
 
 constexpr std::array status_options = {
     Option{"--follow", nullptr, "goes on until Ctrl-C, one live line for each stream"}, json_option};
+constexpr std::array access_options = {json_option};
 constexpr std::array watch_options = {Option{"-t", "SECONDS", "ends after so long; otherwise at Ctrl-C"},
                                       json_option};
 constexpr std::array record_options = {
@@ -36,6 +37,11 @@ Exit status 1 when strell_v2 or the store is not there.
 With --follow it attaches to both streams, as any receiver does, and shows size, codec, frame rate and bitrate
 each second. strell_v2 may come and go meanwhile. In a pipe it prints a line for each stream when something has
 changed, and every 10 seconds. It does not count itself among the receivers.
+)";
+
+constexpr char access_details[] =
+    R"(Shows for each channel of strell_v2 who may attach, the limits, and which processes are attached. The rules
+come from /etc/strell/channels.conf (docs/channel_access.md). Exit status 1 when a channel does not answer.
 )";
 
 constexpr char watch_details[] =
@@ -175,6 +181,8 @@ software board is there its view is moved. strell_v2 makes the mailbox when trac
 constexpr std::array table = {
     Command{"status", "[--follow] [--json]", "channels, board and store", status_details, status_options,
             Words::none, 0, 0, run_status},
+    Command{"access", "[--json]", "who may listen, and who does", access_details, access_options, Words::none,
+            0, 0, run_access},
     Command{"watch", "main|sub [-t SECONDS] [--json]", "how a stream runs, live", watch_details,
             watch_options, Words::streams, 1, 1, run_watch},
     Command{"record", "main|sub [-t SECONDS] FILE", "a stream into a file", record_details, record_options,

@@ -8,6 +8,7 @@
 #include "strellctl/wording.h"
 
 #include <algorithm>
+#include <cerrno>
 
 namespace ctl {
 
@@ -33,7 +34,7 @@ void ask_store(StatusReport *report) {
 
 std::string channel_line(const ChannelReport &channel) {
     if (!channel.info) {
-        return "not served";
+        return channel.refused ? "closed to this user" : "not served";
     }
     const shbf_channel_info_t &info = *channel.info;
     std::string text = format("served by process %d, %s, %u published, %u skipped", info.pid,
@@ -121,7 +122,7 @@ ChannelReport query_channel(const Stream &stream) {
     shbf_channel_info_t info{};
     const int32_t result = shbf_channel_query(stream.path, &info, answer_ms);
     if (result < 0) {
-        return {std::nullopt, attach_failure(stream, -result)};
+        return {std::nullopt, attach_failure(stream, -result), result == -EACCES || result == -EPERM};
     }
     return {info, ""};
 }

@@ -18,6 +18,7 @@ namespace ctl {
 struct ChannelReport {
     std::optional<shbf_channel_info_t> info;
     std::string trouble;
+    bool refused = false; // it is served, but not to this user
 };
 
 struct StatusReport {

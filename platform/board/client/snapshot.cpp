@@ -58,7 +58,8 @@ int32_t lane_call(Lane &lane, const ControlCall &call) {
 bool read_all(int file, void *destination, uint32_t length) {
     uint32_t done = 0;
     while (done < length) {
-        const ssize_t got = pread(file, static_cast<uint8_t *>(destination) + done, length - done, done);
+        const ssize_t got =
+            pread(file, static_cast<uint8_t *>(destination) + done, length - done, static_cast<off_t>(done));
         if (got <= 0) {
             return false;
         }

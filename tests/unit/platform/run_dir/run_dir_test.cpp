@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
 #include <utility>
@@ -159,6 +160,86 @@ TEST_F(RunDir, OfManyAtOnceOneGetsTheDeadOnesPath) {
     for (const int result : results) {
         Descriptor(result).drop();
     }
+}
+
+/* Of the process, for the length of a scope. */
+class Umask {
+  public:
+    explicit Umask(mode_t mask) : before_(umask(mask)) {}
+    ~Umask() { umask(before_); }
+    Umask(const Umask &) = delete;
+    Umask &operator=(const Umask &) = delete;
+
+  private:
+    mode_t before_;
+};
+
+struct stat status_of(const std::string &file) {
+    struct stat status {};
+    EXPECT_EQ(stat(file.c_str(), &status), 0);
+    return status;
+}
+
+TEST_F(RunDir, TheModeIsTheOneAskedForWhateverTheUmask) {
+    for (const mode_t mask : {0U, 022U, 077U, 0777U}) {
+        const Umask scope(mask);
+        for (const mode_t mode : {0600U, 0660U, 0666U, 0750U, 0777U, 0200U}) {
+            const Descriptor listener(run_dir_listen(path, SOCK_SEQPACKET, backlog,
+                                                     {static_cast<int32_t>(mode), static_cast<gid_t>(-1)}));
+            ASSERT_GE(listener.number(), 0) << listener.number();
+            EXPECT_EQ(status_of(run_dir_.file("served")).st_mode, S_IFSOCK | mode);
+        }
+    }
+}
+
+TEST_F(RunDir, WithoutAModeTheUmaskDecides) {
+    const Umask scope(027);
+    const Descriptor listener(run_dir_listen(path, SOCK_SEQPACKET, backlog));
+    EXPECT_EQ(status_of(run_dir_.file("served")).st_mode, static_cast<mode_t>(S_IFSOCK | 0750));
+    const Descriptor other(run_dir_listen("/run/other", SOCK_SEQPACKET, backlog, {-1, getegid()}));
+    EXPECT_EQ(status_of(run_dir_.file("other")).st_mode, static_cast<mode_t>(S_IFSOCK | 0750));
+}
+
+TEST_F(RunDir, TheGroupIsTheOneAskedFor) {
+    const gid_t group = geteuid() == 0 ? 4242 : getegid();
+    const Descriptor listener(run_dir_listen(path, SOCK_SEQPACKET, backlog, {0660, group}));
+    ASSERT_GE(listener.number(), 0);
+    EXPECT_EQ(status_of(run_dir_.file("served")).st_gid, group);
+    EXPECT_EQ(status_of(run_dir_.file("served")).st_mode, static_cast<mode_t>(S_IFSOCK | 0660));
+    EXPECT_GE(Descriptor(run_dir_connect(path, SOCK_SEQPACKET, 0)).number(), 0);
+}
+
+TEST_F(RunDir, AGroupThatCannotBeGivenLeavesNothingBehind) {
+    if (geteuid() == 0) {
+        GTEST_SKIP() << "root can give any group";
+    }
+    EXPECT_EQ(run_dir_listen(path, SOCK_SEQPACKET, backlog, {0660, 0}), -EPERM);
+    EXPECT_FALSE(std::filesystem::exists(run_dir_.file("served")));
+}
+
+TEST_F(RunDir, TheFileIsAtNoInstantMoreOpenThanAskedFor) {
+    const Umask scope(0);
+    std::atomic<bool> done{false};
+    std::atomic<mode_t> seen{0};
+    std::atomic<int> looks{0};
+    std::thread watching([&] {
+        const std::string file = run_dir_.file("served");
+        while (!done.load()) {
+            struct stat status {};
+            if (stat(file.c_str(), &status) == 0) {
+                seen.fetch_or(status.st_mode & 0777);
+                ++looks;
+            }
+        }
+    });
+    for (int i = 0; i < 300 || looks.load() < 300; ++i) {
+        const Descriptor listener(run_dir_listen(path, SOCK_SEQPACKET, backlog, {0640, getegid()}));
+        EXPECT_GE(listener.number(), 0);
+        std::filesystem::remove(run_dir_.file("served"));
+    }
+    done.store(true);
+    watching.join();
+    EXPECT_EQ(seen.load() & ~static_cast<mode_t>(0640), 0U);
 }
 
 TEST(RunDirProblem, SaysWhatToDo) {
