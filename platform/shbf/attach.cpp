@@ -69,11 +69,13 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     return 0;
 }
 
-/* A receiver that sleeps on its word would not notice that the connection has ended. */
+/* A receiver that sleeps on its word would not notice that the connection has ended. All packets that were
+ * begun are in the socket by now, and the end stands behind them. */
 void tell_of_the_end(Receiver *receiver) {
     shutdown(receiver->fd, SHUT_RDWR);
-    receiver->page->packets.store(receiver->packets + 1, std::memory_order_seq_cst);
+    receiver->page->packets.store(receiver->begun + 1, std::memory_order_seq_cst);
     Word *word = &receiver->page->asleep;
+    word->store(awake, std::memory_order_seq_cst); // if it is only about to sleep, it does not
     wake_all(&word, 1);
 }
 
@@ -89,6 +91,7 @@ bool shbf::send_arena(const Arena *arena, Receiver *receiver) {
         return false;
     }
     *has = arena->number;
+    ++receiver->begun;
     count_packet(receiver);
     return true;
 }

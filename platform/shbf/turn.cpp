@@ -19,6 +19,19 @@ void unpin(Channel *channel, std::atomic<int32_t> *pins) {
     }
 }
 
+/* How the receiver is to be woken; `awake`: not at all. Reading and clearing the word is one step, as the
+ * receiver may meanwhile begin to sleep in the other way. If it writes the word after it was read here, it
+ * sees what is new by itself. */
+uint32_t rouse(Word *asleep, bool by_entry) {
+    uint32_t how = asleep->load(std::memory_order_relaxed);
+    if (how != awake && by_entry) {
+        return asleep->exchange(awake, std::memory_order_relaxed);
+    }
+    return how == asleep_on_word && asleep->compare_exchange_strong(how, awake, std::memory_order_relaxed)
+               ? asleep_on_word
+               : awake;
+}
+
 void wake_on_word(const Pinned &sleepers) {
     Word *words[receivers_max];
     for (uint32_t i = 0; i < sleepers.count; ++i) {
@@ -97,13 +110,10 @@ void Turn::find_sleepers(Pinned *on_word, Pinned *on_socket) {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
         Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
-        Word *asleep = &receiver->page->asleep;
-        const uint32_t how = asleep->load(std::memory_order_relaxed);
-        const bool by_entry = (entries_ >> receiver->index & 1) != 0;
-        if (how == awake || (how != asleep_on_word && !by_entry)) {
+        const uint32_t how = rouse(&receiver->page->asleep, (entries_ >> receiver->index & 1) != 0);
+        if (how == awake) {
             continue;
         }
-        asleep->store(awake, std::memory_order_relaxed);
         pin(how == asleep_on_word ? on_word : on_socket, receiver);
     }
 }
