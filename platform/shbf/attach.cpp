@@ -69,14 +69,6 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     return 0;
 }
 
-/* A receiver that does not sleep on the socket would not notice that the connection has ended. */
-void tell_of_the_end(Channel *channel, Receiver *receiver) {
-    shutdown(receiver->fd, SHUT_RDWR);
-    Turn turn(channel);
-    count_packet(receiver); // so that it looks
-    turn.packet_for(receiver);
-}
-
 } // namespace
 
 bool shbf::send_arena(const Channel *channel, const Arena *arena, Receiver *receiver) {
@@ -90,6 +82,7 @@ bool shbf::send_arena(const Channel *channel, const Arena *arena, Receiver *rece
         return false;
     }
     *has = arena->number;
+    ++receiver->begun;
     count_packet(receiver);
     return true;
 }
@@ -111,14 +104,18 @@ int32_t shbf_channel_attach(Channel *channel, int fd, uint32_t window, Receiver 
 }
 
 void shbf_channel_detach(Channel *channel, Receiver *receiver) {
-    tell_of_the_end(channel, receiver);
     {
-        const Turn turn(channel);
+        Turn turn(channel);
         channel->receivers[receiver->index] = nullptr;
         --channel->receiver_count;
         take_back(channel, receiver);
         forget(channel, receiver);
         wait_for_pins(channel, receiver->pins);
+        // One that does not sleep on the socket would not notice. All packets that were begun are in the
+        // socket by now, and the end stands behind them.
+        shutdown(receiver->fd, SHUT_RDWR);
+        receiver->page->packets.store(receiver->begun + 1, std::memory_order_release);
+        turn.wake_last(receiver);
     }
     free_receiver(receiver);
 }

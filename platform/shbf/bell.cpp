@@ -50,6 +50,7 @@ void bell_send(const Channel *channel, Receiver *receiver) {
     const BellPacket packet = {Kind::bell};
     if (packet_send(receiver->fd, &packet, sizeof packet, channel->bell_fd) == 0) {
         receiver->has_bell = true;
+        ++receiver->begun;
         count_packet(receiver);
     }
 }

@@ -62,7 +62,7 @@ bool give(Channel *channel, Receiver *receiver, const Place &place, Turn *turn) 
     }
     hold(receiver, block);
     write_entry(receiver, {block->offset, block->size, slot_of(place.arena, block_index(place.arena, block)),
-                           block->sequence, receiver->skipped, receiver->packets, place.arena->number, 0});
+                           block->sequence, receiver->skipped, receiver->begun, place.arena->number, 0});
     turn->entry_for(receiver);
     return true;
 }
@@ -205,6 +205,7 @@ void address(Channel *channel, int32_t receiver_id, Addressees *addressees) {
         if (receiver != nullptr && (receiver_id == everyone || receiver->id == receiver_id)) {
             addressees->frames[addressees->pinned.count] = receiver->pushed;
             pin(&addressees->pinned, receiver);
+            ++receiver->begun;
         }
     }
 }
@@ -216,10 +217,13 @@ int32_t book(Channel *channel, const Addressees &addressees) {
     for (uint32_t i = 0; i < addressees.pinned.count; ++i) {
         Receiver *receiver = addressees.pinned.receivers[i];
         const int result = addressees.result[i];
-        if (channel->receivers[receiver->index] == receiver && result == 0) {
+        if (result != 0) {
+            --receiver->begun;
+        } else if (channel->receivers[receiver->index] == receiver) {
             count_packet(receiver);
             turn.packet_for(receiver);
-        } else if (result == -EAGAIN || result == -EMSGSIZE) {
+        }
+        if (result == -EAGAIN || result == -EMSGSIZE) {
             skip(channel, receiver, &turn); // EMSGSIZE: larger than the system's limit for sockets here
         }
         reached += result == 0 ? 1 : 0;

@@ -34,7 +34,8 @@ struct Receiver {
     uint32_t held;               // blocks with its bit set
     uint32_t skipped;            // frames and messages
     uint32_t pushed;             // entries of its ring
-    uint32_t packets;            // sent to it behind Welcome
+    uint32_t packets;            // sent to it behind Welcome, Wakes not counted
+    uint32_t begun;              // the same, and those that a thread is about to send
     bool has_bell;               // the Bell packet has been sent
     uint32_t arenas[arenas_max]; // number of the last arena that it was sent, for each place
     bool given_up;               // holds nothing, is sent nothing, and waits for the loop side to drop it

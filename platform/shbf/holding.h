@@ -23,7 +23,8 @@ inline bool was_sent(const Receiver *receiver, const Block *block) {
     return (block->sent >> receiver->index & 1) != 0;
 }
 
-/* A packet has been sent to `receiver`; frames that come after it will say so. */
+/* A packet has been sent to `receiver`, which may count on it. The frames behind it have said so since it was
+ * begun: threads may book their packets in another order than they have sent them. */
 inline void count_packet(Receiver *receiver) {
     ++receiver->packets;
     receiver->page->packets.store(receiver->packets, std::memory_order_release);

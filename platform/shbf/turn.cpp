@@ -19,6 +19,18 @@ void unpin(Channel *channel, std::atomic<int32_t> *pins) {
     }
 }
 
+/* How the receiver is to be woken; `awake`: not at all. Reading and clearing the word is one step, as the
+ * receiver may meanwhile begin to sleep in the other way. If it writes the word after it was read here, it
+ * sees what is new by itself. */
+uint32_t rouse(Word *asleep, bool by_entry) {
+    uint32_t how = asleep->load(std::memory_order_relaxed);
+    if (how != awake && by_entry) {
+        return asleep->exchange(awake, std::memory_order_relaxed);
+    }
+    const bool by_futex = how == asleep_on_word || how == asleep_on_bell;
+    return by_futex && asleep->compare_exchange_strong(how, awake, std::memory_order_relaxed) ? how : awake;
+}
+
 void wake_on_word(const Pinned &sleepers) {
     for (uint32_t i = 0; i < sleepers.count; ++i) {
         wake_sleepers(&sleepers.receivers[i]->page->asleep, every_bit, 1);
@@ -64,6 +76,7 @@ Turn::~Turn() {
         find_sleepers();
     }
     Bell *bell = channel_->bell;
+    on_bell_ = bell == nullptr ? 0 : on_bell_;
     if (on_bell_ != 0) {
         bell->rung.fetch_add(1, std::memory_order_release);
         channel_->bell_pins.fetch_add(1, std::memory_order_relaxed);
@@ -91,6 +104,16 @@ Turn::~Turn() {
     }
 }
 
+void Turn::wake_last(const Receiver *receiver) {
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    Word *asleep = &receiver->page->asleep;
+    if (asleep->exchange(awake, std::memory_order_relaxed) == asleep_on_bell) {
+        on_bell_ |= 1u << receiver->index;
+    } else {
+        wake_sleepers(asleep, every_bit, 1);
+    }
+}
+
 void Turn::report(Receiver *receiver, int error) {
     tell_loop_ |= receiver->error.exchange(error, std::memory_order_acq_rel) == 0;
 }
@@ -101,19 +124,12 @@ void Turn::find_sleepers() {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
         Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
-        Word *asleep = &receiver->page->asleep;
-        const uint32_t how = asleep->load(std::memory_order_relaxed);
-        const bool by_entry = (entries_ >> receiver->index & 1) != 0;
-        if (how == asleep_on_bell && channel_->bell != nullptr) {
+        const uint32_t how = rouse(&receiver->page->asleep, (entries_ >> receiver->index & 1) != 0);
+        if (how == asleep_on_bell) {
             on_bell_ |= 1u << receiver->index;
-        } else if (how == asleep_on_word) {
-            pin(&on_word_, receiver);
-        } else if (how != awake && by_entry) {
-            pin(&on_socket_, receiver);
-        } else {
-            continue;
+        } else if (how != awake) {
+            pin(how == asleep_on_word ? &on_word_ : &on_socket_, receiver);
         }
-        asleep->store(awake, std::memory_order_relaxed);
     }
 }
 

@@ -37,6 +37,9 @@ class Turn {
     /* The same for a packet, which itself wakes who sleeps on the socket. */
     void packet_for(const Receiver *receiver) { packets_ |= 1u << receiver->index; }
 
+    /* `receiver`, which nobody else knows any more, is woken for the last time. */
+    void wake_last(const Receiver *receiver);
+
     /* The loop side is told of an error; once for all that come before it looks. */
     void report(Receiver *receiver, int error);
 
