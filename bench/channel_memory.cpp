@@ -41,9 +41,10 @@ struct Mappings {
 
 /* What the kernel holds for a mapping of this size of this file. */
 long held_kb(const std::string &path, long mapped_kb) {
-    struct stat status{};
+    struct stat status {};
     // Memory files without a name are allocated in full here; of the others not every page need be there.
-    return path.starts_with("/dev/shm/") && stat(path.c_str(), &status) == 0 ? status.st_blocks / 2 : mapped_kb;
+    return path.starts_with("/dev/shm/") && stat(path.c_str(), &status) == 0 ? status.st_blocks / 2
+                                                                             : mapped_kb;
 }
 
 Mappings mappings_of(pid_t pid) {
@@ -60,8 +61,8 @@ Mappings mappings_of(pid_t pid) {
         if (std::sscanf(line.c_str(), "%lx-%lx %4s %*s %15s %23s %n", &from, &to, flags, device, inode,
                         &path_at) == 5) {
             const std::string path = line.substr(static_cast<size_t>(path_at));
-            shared = path.starts_with("/memfd:") || path.starts_with("/dev/shm/") ||
-                     path.starts_with("/dev/zero");
+            shared =
+                path.starts_with("/memfd:") || path.starts_with("/dev/shm/") || path.starts_with("/dev/zero");
             if (shared) {
                 long &size_kb = result.shared[std::string(device) + " " + inode];
                 size_kb = std::max(size_kb, held_kb(path, static_cast<long>((to - from) / 1024)));
@@ -78,7 +79,8 @@ using Channels = std::vector<std::unique_ptr<Transport>>;
 Channels make_channels(const TransportKind &kind, int receivers) {
     Channels channels;
     for (const uint32_t capacity : capacities) {
-        channels.push_back(kind.make({static_cast<int>(channels.size()), std::max(capacity, 64U), receivers}));
+        channels.push_back(
+            kind.make({static_cast<int>(channels.size()), std::max(capacity, 64U), receivers}));
     }
     return channels;
 }
@@ -109,7 +111,8 @@ Channels make_channels(const TransportKind &kind, int receivers) {
     }
 }
 
-template <typename Work> pid_t in_child(const Gate *gate, Work work) {
+template <typename Work>
+pid_t in_child(const Gate *gate, Work work) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) {

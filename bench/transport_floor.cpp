@@ -16,7 +16,8 @@ constexpr uint64_t slots = 4; // frames that a receiver may be behind before it 
 class Floor : public Transport {
   public:
     explicit Floor(const Channel &channel) : slot_bytes_(channel.capacity) {
-        void *memory = mmap(nullptr, slots * slot_bytes_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        void *memory =
+            mmap(nullptr, slots * slot_bytes_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (memory == MAP_FAILED) {
             fail("mmap");
         }
