@@ -79,7 +79,7 @@ std::vector<Planned> standard_loads() {
         bool also_pinned;
     };
     constexpr Part parts[] = {
-        {64, 1, fast_hz, false, 7, true},   {64, 4, fast_hz, false, 7, true},
+        {64, 1, fast_hz, false, 9, true},   {64, 4, fast_hz, false, 9, true},
         {10, 1, fast_hz, false, 5, true},   {400, 1, fast_hz, false, 5, true},
         {1, 1, fast_hz, false, 3, false},   {40, 1, fast_hz, false, 3, false},
         {400, 1, fast_hz, true, 3, false},  {64, 2, fast_hz, false, 3, false},
