@@ -31,6 +31,7 @@ constexpr uint64_t ms = 1000000; // in ns
 
 struct Gate {
     std::atomic<bool> begun;
+    std::atomic<bool> over;
     std::atomic<int> cycles[receivers_most]; // how often a receiver got a frame on every channel
 };
 
@@ -41,9 +42,10 @@ struct Mappings {
 
 /* What the kernel holds for a mapping of this size of this file. */
 long held_kb(const std::string &path, long mapped_kb) {
-    struct stat status{};
+    struct stat status {};
     // Memory files without a name are allocated in full here; of the others not every page need be there.
-    return path.starts_with("/dev/shm/") && stat(path.c_str(), &status) == 0 ? status.st_blocks / 2 : mapped_kb;
+    return path.starts_with("/dev/shm/") && stat(path.c_str(), &status) == 0 ? status.st_blocks / 2
+                                                                             : mapped_kb;
 }
 
 Mappings mappings_of(pid_t pid) {
@@ -60,8 +62,8 @@ Mappings mappings_of(pid_t pid) {
         if (std::sscanf(line.c_str(), "%lx-%lx %4s %*s %15s %23s %n", &from, &to, flags, device, inode,
                         &path_at) == 5) {
             const std::string path = line.substr(static_cast<size_t>(path_at));
-            shared = path.starts_with("/memfd:") || path.starts_with("/dev/shm/") ||
-                     path.starts_with("/dev/zero");
+            shared =
+                path.starts_with("/memfd:") || path.starts_with("/dev/shm/") || path.starts_with("/dev/zero");
             if (shared) {
                 long &size_kb = result.shared[std::string(device) + " " + inode];
                 size_kb = std::max(size_kb, held_kb(path, static_cast<long>((to - from) / 1024)));
@@ -78,16 +80,17 @@ using Channels = std::vector<std::unique_ptr<Transport>>;
 Channels make_channels(const TransportKind &kind, int receivers) {
     Channels channels;
     for (const uint32_t capacity : capacities) {
-        channels.push_back(kind.make({static_cast<int>(channels.size()), std::max(capacity, 64U), receivers}));
+        channels.push_back(
+            kind.make({static_cast<int>(channels.size()), std::max(capacity, 64U), receivers}));
     }
     return channels;
 }
 
-[[noreturn]] void publish_on(const Channels &channels) {
+void publish_on(const Channels &channels, const std::atomic<bool> *over) {
     for (const auto &channel : channels) {
         channel->open_sender();
     }
-    for (;;) {
+    while (!*over) {
         for (size_t i = 0; capacities[i] != 0; ++i) {
             if (uint8_t *frame = channels[i]->prepare(capacities[i])) {
                 std::fill(frame, frame + capacities[i], 1);
@@ -109,7 +112,8 @@ Channels make_channels(const TransportKind &kind, int receivers) {
     }
 }
 
-template <typename Work> pid_t in_child(const Gate *gate, Work work) {
+template <typename Work>
+pid_t in_child(const Gate *gate, Work work) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) {
@@ -138,6 +142,17 @@ void wait_for_frames(const Gate &gate, int receivers) {
     }
 }
 
+/* Waits for the end of the producer, which may be stuck in a socket that nobody reads any more. */
+void end(pid_t child) {
+    const uint64_t deadline_ns = now_ns() + 1000 * ms;
+    while (waitpid(child, nullptr, WNOHANG) == 0) {
+        if (now_ns() > deadline_ns) {
+            kill(child, SIGKILL);
+        }
+        wait_until_ns(now_ns() + ms);
+    }
+}
+
 struct Memory {
     long shared_kb = 0;
     long private_kb = 0; // what the processes took since they began; all of RouDi
@@ -148,10 +163,15 @@ Memory memory_of(const TransportKind &kind, int receivers, const RouDi *roudi) {
     static auto *gate = static_cast<Gate *>(
         mmap(nullptr, sizeof(Gate), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     gate->begun = false;
+    gate->over = false;
     std::fill(std::begin(gate->cycles), std::end(gate->cycles), 0);
     const std::map<std::string, long> own = mappings_of(getpid()).shared; // the benchmark's
-    const Channels channels = make_channels(kind, receivers);
-    std::vector<pid_t> children = {in_child(gate, [&] { publish_on(channels); })};
+    Channels channels = make_channels(kind, receivers);
+    std::vector<pid_t> children = {in_child(gate, [&] {
+        publish_on(channels, &gate->over);
+        channels.clear(); // GStreamer has files to remove
+        std::exit(0);
+    })};
     for (int i = 0; i < receivers; ++i) {
         children.push_back(in_child(gate, [&] { receive_on(channels, i, &gate->cycles[i]); }));
     }
@@ -174,11 +194,12 @@ Memory memory_of(const TransportKind &kind, int receivers, const RouDi *roudi) {
     for (const auto &[inode, size_kb] : shared) {
         memory.shared_kb += own.count(inode) == 0 ? size_kb : 0;
     }
-    // The producer last: receivers would complain.
-    for (auto child = children.rbegin(); child != children.rend(); ++child) {
+    for (auto child = children.rbegin(); *child != children.front(); ++child) {
         kill(*child, SIGKILL);
         waitpid(*child, nullptr, 0);
     }
+    gate->over = true;
+    end(children.front());
     return memory;
 }
 

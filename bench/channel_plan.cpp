@@ -53,7 +53,8 @@ std::vector<int> numbers(const std::string &list, int least, int most) {
         char *rest = nullptr;
         const long value = std::strtol(word.c_str(), &rest, 10);
         if (word.empty() || *rest != '\0' || value < least || value > most) {
-            refuse("not a number from " + std::to_string(least) + " to " + std::to_string(most) + ": " + word);
+            refuse("not a number from " + std::to_string(least) + " to " + std::to_string(most) + ": " +
+                   word);
         }
         result.push_back(static_cast<int>(value));
     }
@@ -64,7 +65,7 @@ int frames_of(int rate_hz) {
     if (rate_hz == flat_out) {
         return frames_most;
     }
-    return std::clamp(rate_hz / 2, 50, frames_most);
+    return std::clamp(rate_hz / 2, 40, frames_most);
 }
 
 /* How all that the tables and the summary need is covered within some minutes. */
@@ -78,17 +79,17 @@ std::vector<Planned> standard_loads() {
         bool also_pinned;
     };
     constexpr Part parts[] = {
-        {64, 1, fast_hz, false, 9, true},    {64, 4, fast_hz, false, 9, true},
-        {10, 1, fast_hz, false, 5, true},    {400, 1, fast_hz, false, 5, true},
-        {1, 1, fast_hz, false, 3, false},    {40, 1, fast_hz, false, 3, false},
-        {400, 1, fast_hz, true, 3, false},   {64, 2, fast_hz, false, 3, false},
-        {64, 8, fast_hz, false, 3, false},   {40, 4, camera_hz, false, 3, false},
-        {64, 1, flat_out, false, 5, false},  {400, 4, flat_out, false, 3, false},
+        {64, 1, fast_hz, false, 9, true},   {64, 4, fast_hz, false, 9, true},
+        {10, 1, fast_hz, false, 5, true},   {400, 1, fast_hz, false, 5, true},
+        {1, 1, fast_hz, false, 3, false},   {40, 1, fast_hz, false, 3, false},
+        {400, 1, fast_hz, true, 3, false},  {64, 2, fast_hz, false, 3, false},
+        {64, 8, fast_hz, false, 3, false},  {40, 4, camera_hz, false, 3, false},
+        {64, 1, flat_out, false, 5, false}, {400, 4, flat_out, false, 3, false},
     };
     std::vector<Planned> loads;
     for (const Part &part : parts) {
-        Load load = {part.payload_kb * kb, part.receivers, part.rate_hz, false, part.whole,
-                     frames_of(part.rate_hz)};
+        Load load = {part.payload_kb * kb, part.receivers,         part.rate_hz, false,
+                     part.whole,           frames_of(part.rate_hz)};
         loads.push_back({load, part.rounds});
         if (part.also_pinned) {
             load.pinned = true;
@@ -138,7 +139,8 @@ std::vector<TransportKind> chosen_kinds(const std::string &keys) {
         }
     }
     for (const std::string &key : wanted) {
-        if (std::none_of(kinds.begin(), kinds.end(), [&](const TransportKind &kind) { return key == kind.key; })) {
+        if (std::none_of(kinds.begin(), kinds.end(),
+                         [&](const TransportKind &kind) { return key == kind.key; })) {
             refuse("no such transport, or its packages are not installed: " + key);
         }
     }
@@ -165,7 +167,8 @@ Plan plan_from(int argc, char **argv) {
         {"--all",
          [&] {
              combine();
-             axes = {{1, 10, 40, 64, 400}, {1, 2, 4, 8}, {15, camera_hz, fast_hz, flat_out}, {"free", "pinned"}};
+             axes = {
+                 {1, 10, 40, 64, 400}, {1, 2, 4, 8}, {15, camera_hz, fast_hz, flat_out}, {"free", "pinned"}};
          }},
         {"--touch", [&] { combine(), axes.touch = true; }},
         {"--memory", [&] { only(true, false); }},

@@ -55,12 +55,12 @@ class Svg {
                      style_class, anchor, safe.c_str());
     }
     void line(double x1, double y1, double x2, double y2, const char *style_class) {
-        std::fprintf(out_, "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" class=\"%s\"/>\n", x1, y1, x2,
-                     y2, style_class);
+        std::fprintf(out_, "<line x1=\"%.1f\" y1=\"%.1f\" x2=\"%.1f\" y2=\"%.1f\" class=\"%s\"/>\n", x1, y1,
+                     x2, y2, style_class);
     }
     void bar(double x, double y, double width, double height, const char *style_class) {
-        std::fprintf(out_, "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" class=\"%s\"/>\n", x, y,
-                     width, height, style_class);
+        std::fprintf(out_, "<rect x=\"%.1f\" y=\"%.1f\" width=\"%.1f\" height=\"%.1f\" class=\"%s\"/>\n", x,
+                     y, width, height, style_class);
     }
 
   private:
@@ -96,8 +96,8 @@ void draw(Svg *svg, const Comparison &comparison, double left, double top) {
         const double middle = y + bar_height / 2.0;
         svg->text(zero - 6, middle + 4, "name", "end", result.kind.name);
         svg->bar(zero, y + 2, position(p50_us), bar_height - 4, style_of(result.kind));
-        svg->line(zero + position(p50_us), middle, zero + position(result.median(&Round::latency_p99_us)), middle,
-                  "tail");
+        svg->line(zero + position(p50_us), middle, zero + position(result.median(&Round::latency_p99_us)),
+                  middle, "tail");
         y += bar_height;
     }
 }
@@ -122,7 +122,8 @@ void write_plot(const std::string &file, const std::vector<Comparison> &comparis
              margin + static_cast<double>(i / 2) * panel_height);
     }
     svg.text(margin, height - margin, "caption", "start",
-             "Latency to the last receiver: bar to the median, line to the 99th percentile. Made by: " + caption);
+             "Latency to the last receiver: bar to the median, line to the 99th percentile. Made by: " +
+                 caption);
 }
 
 } // namespace bench

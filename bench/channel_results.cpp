@@ -58,7 +58,7 @@ std::string ratio(double figure, const Result *to, double Round::*of) {
 
 void print_paced(const Comparison &comparison) {
     const auto latency = &Round::latency_p50_us;
-    const Result *floor = &comparison.results.front();
+    const Result *floor = comparison.of("floor");
     const Result *peer = best(comparison, latency, [](const TransportKind &kind) { return kind.peer; });
     for (const Result &result : comparison.results) {
         const auto of = [&](double Round::*figure) { return result.median(figure); };
@@ -79,7 +79,7 @@ void print_flat_out(const Comparison &comparison) {
         std::printf("| %s | %s | %.0f | %.0f | %.0f | %.1f | %.1f | %s |\n",
                     describe(comparison.load).c_str(), result.kind.name, of(rate), of(&Round::latency_p50_us),
                     of(&Round::latency_p99_us), of(&Round::publish_p50_us), of(&Round::receiver_cpu_us),
-                    ratio(of(rate), &comparison.results.front(), rate).c_str());
+                    ratio(of(rate), comparison.of("floor"), rate).c_str());
     }
 }
 
@@ -88,10 +88,11 @@ void print_flat_out(const Comparison &comparison) {
 void print_tables(const std::vector<Comparison> &comparisons) {
     const auto flat_out = [](const Comparison &one) { return one.load.rate_hz == 0; };
     if (!std::all_of(comparisons.begin(), comparisons.end(), flat_out)) {
-        std::puts("\nEvery frame at its time: latency to the last of the receivers, medians of the rounds.\n\n"
-                  "| load | transport | p50 us | p99 us | max us | publish p50 us | publish p99 us | sender: us "
-                  "of processor per frame and receiver | receiver: us per frame | lost % | p50 / floor | p99 / "
-                  "floor | p50 / best peer |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|");
+        std::puts(
+            "\nEvery frame at its time: latency to the last of the receivers, medians of the rounds.\n\n"
+            "| load | transport | p50 us | p99 us | max us | publish p50 us | publish p99 us | sender: us "
+            "of processor per frame and receiver | receiver: us per frame | lost % | p50 / floor | p99 / "
+            "floor | p50 / best peer |\n|---|---|---|---|---|---|---|---|---|---|---|---|---|");
         for (const Comparison &comparison : comparisons) {
             if (!flat_out(comparison)) {
                 print_paced(comparison);
@@ -99,9 +100,10 @@ void print_tables(const std::vector<Comparison> &comparisons) {
         }
     }
     if (std::any_of(comparisons.begin(), comparisons.end(), flat_out)) {
-        std::puts("\nAs fast as it goes: who does not wait for receivers lets them miss frames.\n\n"
-                  "| load | transport | frames/s at the slowest receiver | p50 us | p99 us | publish p50 us | "
-                  "receiver: us of processor per frame | frames/s / floor |\n|---|---|---|---|---|---|---|---|");
+        std::puts(
+            "\nAs fast as it goes: who does not wait for receivers lets them miss frames.\n\n"
+            "| load | transport | frames/s at the slowest receiver | p50 us | p99 us | publish p50 us | "
+            "receiver: us of processor per frame | frames/s / floor |\n|---|---|---|---|---|---|---|---|");
         for (const Comparison &comparison : comparisons) {
             if (flat_out(comparison)) {
                 print_flat_out(comparison);

@@ -17,7 +17,7 @@ struct Result {
     double median(double Round::*figure) const;
 };
 
-/* All transports under one load, the floor first. */
+/* All transports under one load, the floor first; but for those of which no round came to its end. */
 struct Comparison {
     Load load;
     std::vector<Result> results;

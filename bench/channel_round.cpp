@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <csignal>
+#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <sched.h>
@@ -24,7 +24,7 @@ namespace {
 enum Kind : uint32_t { hello, counted, end };
 
 constexpr uint64_t ms = 1000000; // in ns
-constexpr uint64_t patience_ns = 20000 * ms;
+constexpr uint64_t patience_ns = 10000 * ms;
 
 struct Receiver {
     std::atomic<uint32_t> said; // the last kind that came, and 1
@@ -162,7 +162,8 @@ void consume(Transport *transport, int index, Receiver *result, const Board *boa
 }
 
 /* The child closes its end in order, as some peers need. */
-template <typename Work> pid_t in_child(const Board *board, bool pinned, Work work) {
+template <typename Work>
+pid_t in_child(const Board *board, bool pinned, Work work) {
     std::fflush(nullptr); // else the child would write it as well
     const pid_t child = fork();
     if (child < 0) {
@@ -183,21 +184,30 @@ template <typename Work> pid_t in_child(const Board *board, bool pinned, Work wo
     return child;
 }
 
-/* Until all have ended; whichever fails first ends the benchmark, and with it the others. */
-void wait_for(std::vector<pid_t> children, const char *name) {
-    const uint64_t deadline_ns = now_ns() + 3 * patience_ns;
+/* Until all have ended. False when one failed, or hung: all have been killed then. */
+bool wait_for(std::vector<pid_t> children, const char *name, const Load &load) {
+    const uint64_t sending_ns =
+        load.rate_hz > 0 ? 1000 * ms * static_cast<uint64_t>(load.frames / load.rate_hz) : 0;
+    const uint64_t deadline_ns = now_ns() + sending_ns + 2 * patience_ns;
+    const char *trouble = nullptr;
     for (; !children.empty(); wait_until_ns(now_ns() + ms)) {
-        const bool late = now_ns() > deadline_ns;
         std::erase_if(children, [&](pid_t child) {
             int status = 0;
             const bool ended = waitpid(child, &status, WNOHANG) == child;
-            if (status != 0 || late) {
-                std::fprintf(stderr, "bench: a process of \"%s\" %s\n", name, late ? "hangs" : "failed");
-                std::exit(1);
-            }
+            trouble = status != 0 ? "failed" : trouble;
             return ended;
         });
+        trouble = now_ns() > deadline_ns ? "hangs" : trouble;
+        if (trouble != nullptr) {
+            std::fprintf(stderr, "bench: a process of \"%s\" %s; the round is left out\n", name, trouble);
+            for (const pid_t child : children) {
+                kill(child, SIGKILL);
+                waitpid(child, nullptr, 0);
+            }
+            return false;
+        }
     }
+    return true;
 }
 
 double at(uint64_t *values, size_t count, double share) {
@@ -232,8 +242,8 @@ Round summary(Board *board, const Load &load) {
 
 } // namespace
 
-Round run_round(const TransportKind &kind, const Load &load,
-                const std::function<void(const std::vector<pid_t> &)> &watch) {
+std::optional<Round> run_round(const TransportKind &kind, const Load &load,
+                               const std::function<void(const std::vector<pid_t> &)> &watch) {
     static auto *board = static_cast<Board *>(
         mmap(nullptr, sizeof(Board), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     if (board == MAP_FAILED) {
@@ -262,7 +272,9 @@ Round run_round(const TransportKind &kind, const Load &load,
         watch(children);
     }
     board->begun = true;
-    wait_for(children, kind.name);
+    if (!wait_for(children, kind.name, load)) {
+        return std::nullopt;
+    }
     return summary(board, load);
 }
 

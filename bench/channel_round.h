@@ -8,6 +8,7 @@
 #include "transport.h"
 
 #include <functional>
+#include <optional>
 
 namespace bench {
 
@@ -40,11 +41,12 @@ struct Round {
 };
 
 /*
- * Runs it. `watch`, if there is one, is called with the processes, the producer last, before any of them has
- * begun. Each calls getpgid, which nobody else does, just before and after the frames that count.
+ * Runs it. Result: nothing, and a message, when one of the processes failed or hung. `watch`, if there is
+ * one, is called with the processes, the producer last, before any of them has begun. Each calls getpgid,
+ * which nobody else does, just before and after the frames that count.
  */
-Round run_round(const TransportKind &kind, const Load &load,
-                const std::function<void(const std::vector<pid_t> &)> &watch = nullptr);
+std::optional<Round> run_round(const TransportKind &kind, const Load &load,
+                               const std::function<void(const std::vector<pid_t> &)> &watch = nullptr);
 
 } // namespace bench
 

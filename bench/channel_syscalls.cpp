@@ -38,7 +38,8 @@ bool is_traced(pid_t pid) {
 pid_t trace(pid_t pid, const std::string &log) {
     const pid_t tracer = fork();
     if (tracer == 0) {
-        execlp("strace", "strace", "-f", "-qq", "-o", log.c_str(), "-p", std::to_string(pid).c_str(), nullptr);
+        execlp("strace", "strace", "-f", "-qq", "-o", log.c_str(), "-p", std::to_string(pid).c_str(),
+               nullptr);
         _exit(127);
     }
     const uint64_t deadline_ns = now_ns() + 10000000000;

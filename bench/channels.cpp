@@ -32,9 +32,14 @@ std::vector<Comparison> measure(const Plan &plan) {
             std::fprintf(stderr, "bench: round %d of %d: %s\n", round + 1, rounds,
                          describe(plan.loads[i].load).c_str());
             for (Result &result : comparisons[i].results) {
-                result.rounds.push_back(run_round(result.kind, plan.loads[i].load));
+                if (const auto measured = run_round(result.kind, plan.loads[i].load)) {
+                    result.rounds.push_back(*measured);
+                }
             }
         }
+    }
+    for (Comparison &comparison : comparisons) {
+        std::erase_if(comparison.results, [](const Result &result) { return result.rounds.empty(); });
     }
     return comparisons;
 }

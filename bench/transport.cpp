@@ -42,7 +42,8 @@ FrameHead look_at(const void *frame, size_t size) {
 }
 
 std::string ipc_address(const char *name, const Channel &channel) {
-    return std::string("ipc://") + std::getenv("STRELL_RUN_DIR") + "/" + name + std::to_string(channel.number);
+    return std::string("ipc://") + std::getenv("STRELL_RUN_DIR") + "/" + name +
+           std::to_string(channel.number);
 }
 
 } // namespace bench

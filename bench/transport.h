@@ -37,8 +37,8 @@ class Transport {
 
     virtual void open_sender() = 0;
     /*
-     * Where the next frame of `size` bytes is to be written: memory of the transport if it publishes in place,
-     * else of the producer. Null when the transport has none free.
+     * Where the next frame of `size` bytes is to be written: memory of the transport if it publishes in
+     * place, else of the producer. Null when the transport has none free.
      */
     virtual uint8_t *prepare(uint32_t size) = 0;
     /* Publishes what was prepared last. May wait for receivers if that is how the transport works. */
@@ -61,7 +61,8 @@ struct TransportKind {
     std::unique_ptr<Transport> (*make)(const Channel &channel);
 };
 
-/* eventfd and epoll, the payload lies in shared memory already: nothing that wakes a process can be faster. */
+/* eventfd and epoll, the payload lies in shared memory already: nothing that wakes a process can be faster.
+ */
 std::unique_ptr<Transport> make_floor(const Channel &channel);
 /* This project's channels: the blocking interface, and the same behind poll(). */
 std::unique_ptr<Transport> make_shbf(const Channel &channel);

@@ -11,23 +11,29 @@ namespace bench {
 
 namespace {
 
-constexpr uint64_t slots = 4; // frames that a receiver may be behind before it loses some
+/* What lies before the slots. */
+struct Head {
+    uint64_t frame_bytes; // of all frames
+};
+
+constexpr size_t head_bytes = 64;
 
 class Floor : public Transport {
   public:
-    explicit Floor(const Channel &channel) : slot_bytes_(channel.capacity) {
-        void *memory = mmap(nullptr, slots * slot_bytes_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    explicit Floor(const Channel &channel) : arena_bytes_(4 * static_cast<size_t>(channel.capacity)) {
+        void *memory = mmap(nullptr, head_bytes + arena_bytes_, PROT_READ | PROT_WRITE,
+                            MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (memory == MAP_FAILED) {
             fail("mmap");
         }
-        memory_ = static_cast<uint8_t *>(memory);
-        std::memset(memory_, 1, slots * slot_bytes_);
+        head_ = static_cast<Head *>(memory);
+        std::memset(slots(), 1, arena_bytes_);
         for (int i = 0; i < channel.receivers; ++i) {
             events_.push_back(eventfd(0, EFD_NONBLOCK));
         }
     }
     ~Floor() override {
-        munmap(memory_, slots * slot_bytes_);
+        munmap(head_, head_bytes + arena_bytes_);
         for (const int fd : events_) {
             close(fd);
         }
@@ -37,9 +43,12 @@ class Floor : public Transport {
     }
 
     void open_sender() override {}
-    uint8_t *prepare(uint32_t /*size*/) override { return slot(position_); }
-    void publish(uint32_t size) override {
-        std::memcpy(slot(position_++) + sizeof(FrameHead), &size, sizeof size);
+    uint8_t *prepare(uint32_t size) override {
+        head_->frame_bytes = size;
+        return slot(position_);
+    }
+    void publish(uint32_t /*size*/) override {
+        ++position_;
         const uint64_t one = 1;
         for (const int fd : events_) {
             if (write(fd, &one, sizeof one) != sizeof one) {
@@ -63,21 +72,20 @@ class Floor : public Transport {
                 epoll_wait(epoll_, &event, 1, -1);
             } while (read(fd_, &count, sizeof count) != sizeof count);
             published_ += count;
-            if (published_ - position_ > slots) {
-                position_ = published_ - slots;
+            if (published_ - position_ > slot_count()) { // those are gone
+                position_ = published_ - slot_count();
             }
         }
-        const uint8_t *frame = slot(position_++);
-        uint32_t size = 0;
-        std::memcpy(&size, frame + sizeof(FrameHead), sizeof size);
-        return look_at(frame, size);
+        return look_at(slot(position_++), head_->frame_bytes);
     }
 
   private:
-    uint8_t *slot(uint64_t position) const { return memory_ + position % slots * slot_bytes_; }
+    uint8_t *slots() const { return static_cast<uint8_t *>(static_cast<void *>(head_)) + head_bytes; }
+    uint64_t slot_count() const { return arena_bytes_ / head_->frame_bytes; }
+    uint8_t *slot(uint64_t position) const { return slots() + position % slot_count() * head_->frame_bytes; }
 
-    size_t slot_bytes_;
-    uint8_t *memory_ = nullptr;
+    size_t arena_bytes_;
+    Head *head_ = nullptr;
     std::vector<int> events_;
     uint64_t position_ = 0;  // frames published, or received
     uint64_t published_ = 0; // as far as the receiver knows

@@ -80,8 +80,9 @@ class GStreamer : public Transport {
         while (access(path_.c_str(), F_OK) != 0) {
             usleep(1000); // the sender is not there yet
         }
-        pipeline_ = launch("shmsrc is-live=true socket-path=" + path_ +
-                           " ! appsink name=end sync=false async=false max-buffers=0 enable-last-sample=false");
+        pipeline_ =
+            launch("shmsrc is-live=true socket-path=" + path_ +
+                   " ! appsink name=end sync=false async=false max-buffers=0 enable-last-sample=false");
         end_ = gst_bin_get_by_name(GST_BIN(pipeline_), "end");
         while (!play(pipeline_)) {
             usleep(1000);

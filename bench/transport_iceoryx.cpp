@@ -19,7 +19,8 @@ namespace bench {
 namespace {
 
 iox::capro::ServiceDescription service_of(const Channel &channel) {
-    return {"strell", iox::capro::IdString_t(iox::cxx::TruncateToCapacity, std::to_string(channel.number)), "frames"};
+    return {"strell", iox::capro::IdString_t(iox::cxx::TruncateToCapacity, std::to_string(channel.number)),
+            "frames"};
 }
 
 /* One runtime for each process. */

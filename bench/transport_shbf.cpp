@@ -13,7 +13,6 @@ namespace bench {
 
 namespace {
 
-
 class Shbf : public Transport {
   public:
     Shbf(const Channel &channel, bool polls)

@@ -11,13 +11,15 @@ namespace {
 
 class Socket : public Transport {
   public:
-    Socket(int type, const Channel &channel) : stream_(type == SOCK_STREAM), payload_(channel.capacity + 1, 1) {
+    Socket(int type, const Channel &channel)
+        : stream_(type == SOCK_STREAM), payload_(channel.capacity + 1, 1) {
         for (int i = 0; i < channel.receivers; ++i) {
             int pair[2];
             if (socketpair(AF_UNIX, type, 0, pair) != 0) {
                 fail("socketpair");
             }
-            // Room for some of the largest frames: else a packet would not fit, and a stream would stop and go.
+            // Room for some of the largest frames: else a packet would not fit, and a stream would stop and
+            // go.
             const int room = 4 * static_cast<int>(channel.capacity);
             if (setsockopt(pair[0], SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room) != 0) {
                 setsockopt(pair[0], SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
