@@ -36,7 +36,7 @@ int take_answer(int fd, shbf_access_t *access) {
     if (length == static_cast<int>(sizeof refused)) {
         memcpy(&refused, &packet, sizeof refused);
     }
-    return refused.kind == Kind::refused && refused.error > 0 ? -refused.error : -EPROTO;
+    return reason_of(refused);
 }
 
 } // namespace

@@ -132,7 +132,8 @@ bool is_sound(const Link *link, const Frame &frame) {
     const uint32_t place = frame.arena % arenas_max;
     const Mapping &mapping = link->arenas[place];
     return pushed - link->entries <= ring_entries && mapping.base != nullptr &&
-           mapping.number == frame.arena && frame.slot / arena_slots == place &&
+           mapping.number == frame.arena && frame.slot / arena_slots == place && frame.sequence != 0 &&
+           __atomic_load_n(&link->taken[frame.slot], __ATOMIC_ACQUIRE) == 0 &&
            frame.offset <= mapping.bytes && frame.size <= mapping.bytes - frame.offset;
 }
 
@@ -146,6 +147,7 @@ int take_frame(Link *link, const Frame &frame, shbf_event_t *event) {
     }
     Mapping *mapping = &link->arenas[frame.arena % arenas_max];
     __atomic_fetch_add(&mapping->held, 1, __ATOMIC_RELAXED);
+    __atomic_store_n(&link->taken[frame.slot], frame.sequence, __ATOMIC_RELEASE);
     event->kind = SHBF_EVENT_FRAME;
     event->frame.data = mapping->base + frame.offset;
     event->frame.size = frame.size;
@@ -183,10 +185,7 @@ int keep_message(Link *link, int length) {
 
 int take_refusal(const Link *link, int length) {
     Refused refused;
-    if (link->attached || !read_record(link, length, &refused) || refused.error <= 0) {
-        return -EPROTO;
-    }
-    return -refused.error;
+    return link->attached || !read_record(link, length, &refused) ? -EPROTO : reason_of(refused);
 }
 
 int take_packet(Link *link, int length, int passed) {
@@ -352,23 +351,17 @@ bool shbf_link_intact(const Link *link) {
     return link->page == nullptr || !given_up(link->page);
 }
 
-// A word only moves on: a second release of an old frame must not undo that of the slot's next one. The count
-// is down before the broadcaster can see the word, since it may answer with an arena in this one's place.
+// What the page says of a frame is not asked: the broadcaster can write it too. The count is down before the
+// broadcaster can see the word, since it may answer with an arena in this one's place.
 void shbf_link_release(Link *link, const shbf_frame_t *frame) {
-    if (frame->slot >= slots_max || link->page == nullptr) {
+    uint32_t taken = frame->sequence;
+    if (frame->slot >= slots_max || taken == 0 ||
+        !__atomic_compare_exchange_n(&link->taken[frame->slot], &taken, 0, false, __ATOMIC_ACQ_REL,
+                                     __ATOMIC_RELAXED)) {
         return;
     }
-    Word *word = &link->page->released[frame->slot];
-    uint32_t *held = &link->arenas[frame->slot / arena_slots].held;
-    uint32_t before = word->load(std::memory_order_relaxed);
-    while (before == 0 || static_cast<int32_t>(frame->sequence - before) > 0) {
-        __atomic_fetch_sub(held, 1, __ATOMIC_RELEASE);
-        if (word->compare_exchange_weak(before, frame->sequence, std::memory_order_release,
-                                        std::memory_order_relaxed)) {
-            return;
-        }
-        __atomic_fetch_add(held, 1, __ATOMIC_RELAXED);
-    }
+    __atomic_fetch_sub(&link->arenas[frame->slot / arena_slots].held, 1, __ATOMIC_RELEASE);
+    link->page->released[frame->slot].store(frame->sequence, std::memory_order_release);
 }
 
 int32_t shbf_link_send(const Link *link, const void *bytes, uint32_t length) {

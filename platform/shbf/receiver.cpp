@@ -66,7 +66,7 @@ int take_answer(int fd, shbf_channel_info_t *info) {
     if (length == static_cast<int>(sizeof refused)) {
         memcpy(&refused, &answer, sizeof refused);
     }
-    return refused.kind == Kind::refused && refused.error > 0 ? -refused.error : -EPROTO;
+    return reason_of(refused);
 }
 
 } // namespace

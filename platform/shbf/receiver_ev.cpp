@@ -135,6 +135,7 @@ PLATFORM_API shbfev_rcv_t *shbfev_rcv_open(struct ev_loop *loop, const char *pat
     ev_timer_init(&receiver->again, on_again, 0.0, 0.0);
     receiver->io.data = receiver->attach_timeout.data = receiver->again.data = receiver;
     ev_io_start(loop, &receiver->io);
+    ev_now_update(loop); // the time-out counts from now, not from when the loop last looked at the clock
     ev_timer_start(loop, &receiver->attach_timeout);
     return receiver;
 }

@@ -21,6 +21,7 @@
 #define SHBF_WIRE_H
 
 #include <atomic>
+#include <errno.h>
 #include <stddef.h>
 #include <stdint.h>
 
@@ -80,6 +81,13 @@ struct Refused {
     Kind kind;
     int32_t error; // an errno value
 };
+
+/* What a refusal comes to, negative. It may be anything: what is no errno value is an error of protocol. */
+inline int reason_of(const Refused &refused) {
+    constexpr int32_t errno_max = 4095;
+    const bool sound = refused.kind == Kind::refused && refused.error > 0 && refused.error <= errno_max;
+    return sound ? -refused.error : -EPROTO;
+}
 
 struct ArenaPacket {
     Kind kind;
