@@ -7,10 +7,15 @@
 option(STRELL_TESTS "Build the tests" ON)
 option(STRELL_EXAMPLES "Build the examples" ON)
 option(STRELL_BENCH "Build the benchmarks" OFF)
+option(STRELL_FUZZ "Build fuzzers with clang's libFuzzer" OFF)
 set(STRELL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 
 set(STRELL_WARNINGS -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wvla
                     -Wcast-align -Wpointer-arith -Werror)
+
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  list(APPEND STRELL_WARNINGS -Wno-unknown-warning-option -Wno-format-nonliteral)
+endif()
 
 if(STRELL_SANITIZE)
   add_compile_options(-fsanitize=${STRELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)

@@ -104,9 +104,9 @@ bit rests[RECEIVERS];             /* lives, has released all, and wants no more 
 #endif
 
 #ifdef BUG_WORD_BACK /* a second release of an old frame undoes that of the slot's next one */
-#define MOVES_ON(slot, value) true
+#define IS_TAKEN(block, value) true
 #else
-#define MOVES_ON(slot, value) ((value) > RELEASED(me, slot))
+#define IS_TAKEN(block, value) (taken[block] == (value))
 #endif
 
 /* ---- the broadcaster ---- */
@@ -292,8 +292,9 @@ inline read_frame(f) {
     }
 }
 
+/* The receiver knows which frame of a slot it has; that one is released and no other. */
 inline release_frame(f) {
-    if :: MOVES_ON(slot[f], number[f]) -> RELEASED(me, slot[f]) = number[f] :: else fi;
+    if :: IS_TAKEN(slot[f], number[f]) -> taken[slot[f]] = 0; RELEASED(me, slot[f]) = number[f] :: else fi;
     if :: HOLDING(me, slot[f]) == expected[f] -> HOLDING(me, slot[f]) = 0 :: else fi
 }
 
@@ -307,13 +308,13 @@ inline remember(f) {
 
 /* Fetches up to two frames, reads and releases them in any order, releases some twice, and dies or stops at any step. */
 proctype Receiver(byte me) {
-    byte slot[2], number[2], expected[2];
+    byte slot[2], number[2], expected[2], taken[BLOCKS];
     byte first, second, f, old_slot, old_number;
     bit whole;
     attached[INDEX_OF(me)] == me || over;
     do
-    :: atomic { expected[0] == 0 && nempty(ring[me]) -> ring[me]?slot[0],number[0],expected[0] }
-    :: atomic { FETCHED > 1 && expected[0] != 0 && expected[1] == 0 && nempty(ring[me]) -> ring[me]?slot[1],number[1],expected[1] }
+    :: atomic { expected[0] == 0 && nempty(ring[me]) -> ring[me]?slot[0],number[0],expected[0]; taken[slot[0]] = number[0] }
+    :: atomic { FETCHED > 1 && expected[0] != 0 && expected[1] == 0 && nempty(ring[me]) -> ring[me]?slot[1],number[1],expected[1]; taken[slot[1]] = number[1] }
     :: atomic { expected[0] != 0 ->
         if
         :: f = 0
@@ -340,7 +341,7 @@ proctype Receiver(byte me) {
         slot[0] = slot[1]; number[0] = number[1]; expected[0] = expected[1];
         slot[1] = 0; number[1] = 0; expected[1] = 0 }
     :: d_step { old_number != 0 -> /* a second release */
-        if :: MOVES_ON(old_slot, old_number) -> RELEASED(me, old_slot) = old_number :: else fi;
+        if :: IS_TAKEN(old_slot, old_number) -> RELEASED(me, old_slot) = old_number :: else fi;
         old_slot = 0; old_number = 0 }
     :: d_step { over && expected[0] == 0 && empty(ring[me]) -> rests[me] = 1; old_slot = 0; old_number = 0 }; goto end
     :: break
@@ -349,7 +350,7 @@ proctype Receiver(byte me) {
         gone[me] = 1;
         slot[0] = 0; slot[1] = 0; number[0] = 0; number[1] = 0; expected[0] = 0; expected[1] = 0;
         first = 0; second = 0; f = 0; whole = 0; old_slot = 0; old_number = 0;
-        HOLDING(me, 0) = 0; HOLDING(me, 1) = 0;
+        HOLDING(me, 0) = 0; HOLDING(me, 1) = 0; taken[0] = 0; taken[1] = 0;
         do
         :: nempty(ring[me]) -> ring[me]?_,_,_
         :: empty(ring[me]) -> break

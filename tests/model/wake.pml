@@ -5,7 +5,7 @@
  *
  * Two threads of the broadcaster publish and send messages, in any order. One step is at most one access to shared memory,
  * and a store of either side goes through a buffer (`stores_...`) that reaches memory at any later time, in order; a full
- * fence waits until the buffer is empty. The receiver sleeps in FUTEX_WAIT or in poll, as it likes each time. What ends either
+ * fence waits until the buffer is empty. The receiver sleeps in FUTEX_WAIT on the bell, on its own word, or in poll, as it likes each time. What ends either
  * by time is left out: the proof is that the wake-ups suffice.
  */
 
@@ -35,12 +35,15 @@
 #define AWAKE 0
 #define ON_WORD 1
 #define ON_SOCKET 2
+#define ON_BELL 3
+#define BY_FUTEX(how) (how == ON_WORD || how == ON_BELL)
 
 /* ---- shared memory: the link page ---- */
 byte ring[WINDOW]; /* number of the frame * 16 + packets before it */
 byte pushed;
 byte packets;
 byte asleep = ON_SOCKET;
+byte rung;     /* of the bell, which all receivers read */
 byte released; /* a count stands for the table, of which blocks.pml is the model */
 
 /* Stores on their way to memory: {word, value}; words below WINDOW are those of the ring. */
@@ -54,7 +57,7 @@ chan stores[3] = [WINDOW + 2] of { byte, byte }; /* of the broadcaster's threads
 /* ---- the kernel ---- */
 mtype = { Wake, Message };
 chan socket = [SOCKET] of { mtype, byte, byte, byte }; /* kind, frames before it, thread, operation of that thread */
-bit sleeps; /* the receiver, in FUTEX_WAIT */
+byte sleeps; /* the receiver, in FUTEX_WAIT: ON_WORD or ON_BELL */
 bit ended;  /* the socket: its end is behind the packets in it */
 
 /* ---- the broadcaster's own, under its lock ---- */
@@ -99,7 +102,7 @@ inline find_sleeper(t, by_entry) {
 #endif
     how = asleep;
     if
-    :: how == ON_WORD || (how == ON_SOCKET && WAKES_POLL(by_entry)) ->
+    :: BY_FUTEX(how) || (how == ON_SOCKET && WAKES_POLL(by_entry)) ->
 #ifdef BUG_LOAD_AND_STORE /* meanwhile it may have begun to sleep in the other way */
         stores[t]!ASLEEP,AWAKE
 #else
@@ -116,21 +119,29 @@ inline find_sleeper(t, by_entry) {
 #ifdef BUG_PACKET_CLEARS
     ; if :: how == ON_SOCKET && !by_entry -> how = AWAKE :: else fi
 #endif
-    ; if :: how != AWAKE -> pins++ :: else fi
+    ; atomic {
+        if :: how != AWAKE -> pins++ :: else fi;
+#ifndef BUG_RUNG_LATE
+        if :: how == ON_BELL -> rung++ :: else fi
+#endif
+    }
 }
 
 /* Not under the lock. */
 inline wake() {
     atomic {
         if
-        :: how == ON_WORD -> sleeps = 0
+        :: BY_FUTEX(how) -> if :: sleeps == how -> sleeps = 0 :: else fi
         :: how == ON_SOCKET && nfull(socket) -> socket!Wake,0,0,0
         :: how == ON_SOCKET && full(socket)
         :: how == AWAKE
         fi;
-        if :: how != AWAKE -> pins-- :: else fi;
-        how = AWAKE
-    }
+        if :: how != AWAKE -> pins-- :: else fi
+    };
+#ifdef BUG_RUNG_LATE /* the bell counts up when its sleepers have been woken */
+    if :: how == ON_BELL -> rung++ :: else fi;
+#endif
+    how = AWAKE
 }
 
 inline publish(t) {
@@ -215,20 +226,26 @@ again:
 
 /* The loop's thread drops the receiver at any time, as shbf_channel_detach. */
 proctype Detach() {
+    byte how;
     lock();
     detached = 1;
     locked = 0;
-    pins == 0;
+    atomic { pins == 0 && !locked -> locked = 1 };
     ended = 1;
 #ifdef BUG_END_UNCOUNTED /* packets that were on their way when it was detached are not booked */
     packets = count_packets + 1;
 #else
     packets = count_announced + 1;
 #endif
+    atomic {
+        how = asleep;
 #ifndef BUG_END_KEEPS_WORD
-    asleep = AWAKE;
+        asleep = AWAKE;
 #endif
-    sleeps = 0
+        if :: how == ON_BELL -> rung++ :: else -> how = ON_WORD fi
+    };
+    locked = 0;
+    if :: sleeps == how -> sleeps = 0 :: else fi
 }
 
 proctype Memory() {
@@ -320,9 +337,12 @@ inline take() {
     d_step { has_entry = 0; got = 0 }
 }
 
-/* As shbf_link_sleep. */
-inline sleep() {
-    stores[RECEIVER]!ASLEEP,ON_WORD;
+/* As sleep_once in link.cpp. */
+inline sleep(where) {
+#ifndef BUG_BELL_READ_LATE
+    bell = rung;
+#endif
+    stores[RECEIVER]!ASLEEP,where;
 #ifndef BUG_NO_RECEIVER_FENCE
     fence(RECEIVER);
 #endif
@@ -340,11 +360,22 @@ inline sleep() {
         :: packets > count
 #endif
         :: else ->
+#ifdef BUG_BELL_READ_LATE /* only when it has found nothing */
+            bell = rung;
+#endif
             /* The kernel compares and begins to sleep in one step, after what was stored before. */
-            atomic { empty(stores[RECEIVER]) -> if :: asleep == ON_WORD -> sleeps = 1 :: else fi };
+            atomic {
+                empty(stores[RECEIVER]) ->
+                if
+                :: where == ON_WORD && asleep == ON_WORD -> sleeps = ON_WORD
+                :: where == ON_BELL && rung == bell -> sleeps = ON_BELL
+                :: else
+                fi
+            };
             (!sleeps || ALL_IS_DONE)
         fi
     fi;
+    bell = 0;
     if
     :: sleeps -> break
     :: else
@@ -379,12 +410,13 @@ inline look() {
 
 proctype Receiver() {
     byte entries, count; /* taken from the ring and from the socket */
-    byte after, from, number, copy, given;
+    byte after, from, number, copy, given, bell;
     mtype kind;
     bit waits, has_entry, got, nothing;
     do
     :: !nothing -> take()
-    :: nothing -> nothing = 0; sleep()
+    :: nothing -> nothing = 0; sleep(ON_WORD)
+    :: nothing -> nothing = 0; sleep(ON_BELL)
     :: nothing -> nothing = 0; look()
     :: given < entries -> given++; stores[RECEIVER]!RELEASED,given
     od;
