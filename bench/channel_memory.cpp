@@ -31,7 +31,8 @@ constexpr uint64_t ms = 1000000; // in ns
 
 struct Gate {
     std::atomic<bool> begun;
-    std::atomic<bool> over;
+    std::atomic<bool> enough;                // receivers end; frames go on coming until they have
+    std::atomic<bool> over;                  // the producer ends
     std::atomic<int> cycles[receivers_most]; // how often a receiver got a frame on every channel
 };
 
@@ -86,11 +87,11 @@ Channels make_channels(const TransportKind &kind, int receivers) {
     return channels;
 }
 
-void publish_on(const Channels &channels, const std::atomic<bool> *over) {
+void publish_on(const Channels &channels, const Gate *gate) {
     for (const auto &channel : channels) {
         channel->open_sender();
     }
-    while (!*over) {
+    while (!gate->over) {
         for (size_t i = 0; capacities[i] != 0; ++i) {
             if (uint8_t *frame = channels[i]->prepare(capacities[i])) {
                 std::fill(frame, frame + capacities[i], 1);
@@ -101,19 +102,20 @@ void publish_on(const Channels &channels, const std::atomic<bool> *over) {
     }
 }
 
-[[noreturn]] void receive_on(const Channels &channels, int index, std::atomic<int> *cycles) {
+void receive_on(const Channels &channels, int index, Gate *gate) {
     for (const auto &channel : channels) {
         channel->open_receiver(index);
     }
-    for (;; ++*cycles) {
+    for (; !gate->enough; ++gate->cycles[index]) {
         for (size_t i = 0; capacities[i] != 0; ++i) {
             channels[i]->receive();
         }
     }
 }
 
+/* Works on the channels and gives them up in order: iceoryx and GStreamer have files to remove. */
 template <typename Work>
-pid_t in_child(const Gate *gate, Work work) {
+pid_t in_child(const Gate *gate, Channels *channels, Work work) {
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child < 0) {
@@ -125,6 +127,8 @@ pid_t in_child(const Gate *gate, Work work) {
             wait_until_ns(now_ns() + ms);
         }
         work();
+        channels->clear();
+        std::exit(0);
     }
     return child;
 }
@@ -142,7 +146,7 @@ void wait_for_frames(const Gate &gate, int receivers) {
     }
 }
 
-/* Waits for the end of the producer, which may be stuck in a socket that nobody reads any more. */
+/* Waits for the end of a process. The producer may be stuck in a socket that nobody reads any more. */
 void end(pid_t child) {
     const uint64_t deadline_ns = now_ns() + 1000 * ms;
     while (waitpid(child, nullptr, WNOHANG) == 0) {
@@ -163,17 +167,14 @@ Memory memory_of(const TransportKind &kind, int receivers, const RouDi *roudi) {
     static auto *gate = static_cast<Gate *>(
         mmap(nullptr, sizeof(Gate), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
     gate->begun = false;
+    gate->enough = false;
     gate->over = false;
     std::fill(std::begin(gate->cycles), std::end(gate->cycles), 0);
     const std::map<std::string, long> own = mappings_of(getpid()).shared; // the benchmark's
     Channels channels = make_channels(kind, receivers);
-    std::vector<pid_t> children = {in_child(gate, [&] {
-        publish_on(channels, &gate->over);
-        channels.clear(); // GStreamer has files to remove
-        std::exit(0);
-    })};
+    std::vector<pid_t> children = {in_child(gate, &channels, [&] { publish_on(channels, gate); })};
     for (int i = 0; i < receivers; ++i) {
-        children.push_back(in_child(gate, [&] { receive_on(channels, i, &gate->cycles[i]); }));
+        children.push_back(in_child(gate, &channels, [&] { receive_on(channels, i, gate); }));
     }
     Memory memory;
     for (const pid_t child : children) {
@@ -194,9 +195,9 @@ Memory memory_of(const TransportKind &kind, int receivers, const RouDi *roudi) {
     for (const auto &[inode, size_kb] : shared) {
         memory.shared_kb += own.count(inode) == 0 ? size_kb : 0;
     }
-    for (auto child = children.rbegin(); *child != children.front(); ++child) {
-        kill(*child, SIGKILL);
-        waitpid(*child, nullptr, 0);
+    gate->enough = true;
+    for (int i = 1; i <= receivers; ++i) {
+        end(children[static_cast<size_t>(i)]);
     }
     gate->over = true;
     end(children.front());

@@ -139,7 +139,7 @@ struct Frame {
     uint32_t reserved;
 };
 constexpr uint32_t frame_words = 8;
-static_assert(sizeof(Frame) == frame_words * 4 && offsetof(Frame, sequence) == 12 &&
+static_assert(sizeof(Frame) == frame_words * sizeof(uint32_t) && offsetof(Frame, sequence) == 12 &&
               offsetof(Frame, packets) == 20);
 
 /* Entries of the ring: a receiver has at most window_max frames that it has not released, so none that it has

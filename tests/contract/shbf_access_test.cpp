@@ -4,6 +4,7 @@
 // skipped for everybody else. All others say the same for root and for an ordinary user.
 
 #include "libshbf_receiver.h"
+#include "libvuto_util.h"
 #include "shbf/access.h"
 #include "shbf/wire.h"
 #include "support/channel_fixture.h"
@@ -31,7 +32,7 @@ constexpr int32_t patience_ms = 10000;
 /* What the libraries log, instead of libvuto_util. */
 class Log {
   public:
-    void write(const char *level, const char *format, va_list arguments) {
+    [[gnu::format(printf, 3, 0)]] void write(const char *level, const char *format, va_list arguments) {
         char line[1024];
         vsnprintf(line, sizeof line, format, arguments);
         const std::lock_guard<std::mutex> lock(mutex_);

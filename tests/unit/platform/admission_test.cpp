@@ -1,5 +1,6 @@
 // How often is often enough.
 
+#include "libvuto_util.h"
 #include "shbf/admission.h"
 
 #include <cerrno>
@@ -12,7 +13,7 @@
 namespace {
 
 /* What the library under test would have logged. */
-std::vector<std::string> lines; // NOLINT(cert-err58-cpp): a journal of this program alone
+std::vector<std::string> lines;
 
 } // namespace
 
