@@ -10,7 +10,7 @@ option(STRELL_BENCH "Build the benchmarks" OFF)
 set(STRELL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 
 set(STRELL_WARNINGS -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wvla
-                    -Wcast-align -Wpointer-arith -Werror)
+                    -Wcast-align -Wpointer-arith -Wredundant-decls -Werror)
 
 if(STRELL_SANITIZE)
   add_compile_options(-fsanitize=${STRELL_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
