@@ -98,13 +98,16 @@ void Turn::find_sleepers(Pinned *on_word, Pinned *on_socket) {
     for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
         Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
         Word *asleep = &receiver->page->asleep;
-        const uint32_t how = asleep->load(std::memory_order_relaxed);
+        uint32_t how = asleep->load(std::memory_order_relaxed);
         const bool by_entry = (entries_ >> receiver->index & 1) != 0;
         if (how == awake || (how != asleep_on_word && !by_entry)) {
             continue;
         }
-        asleep->store(awake, std::memory_order_relaxed);
-        pin(how == asleep_on_word ? on_word : on_socket, receiver);
+        // It may be going to sleep in another way by now: what is taken away is what it has to be woken from.
+        how = asleep->exchange(awake, std::memory_order_relaxed);
+        if (how != awake) {
+            pin(how == asleep_on_word ? on_word : on_socket, receiver);
+        }
     }
 }
 

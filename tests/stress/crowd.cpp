@@ -15,9 +15,13 @@ constexpr uint32_t alarm_s = 60; // whatever happens, none of them stays
 constexpr uint64_t us = 1000;
 constexpr uint64_t ms = 1'000'000;
 
-/* Half of them die while they attach, or soon after. */
-uint32_t some_life_us(Random *random) {
-    return random->one_in(2) ? random->below(4'000) : 4'000 + random->below(40'000);
+/* Half of them die while they attach, or soon after. Some live so long that what they hold is taken away. */
+uint32_t some_life_us(Random *random, bool holds) {
+    if (random->one_in(2)) {
+        return random->below(4'000);
+    }
+    return random->one_in(holds ? 3 : 20) ? 500'000 + random->below(1'500'000)
+                                          : 4'000 + random->below(40'000);
 }
 
 uint32_t some_stop_ms(Random *random) {
@@ -45,7 +49,7 @@ void Crowd::start(Victim *victim, Tally *tally) {
     const char *path = channel_paths[random_.below(streaming_channels)];
     const uint64_t seed = random_.next();
     const Attack &attack = attacks[victim->attack];
-    const uint32_t life_us = some_life_us(&random_);
+    const uint32_t life_us = some_life_us(&random_, attack.run == hold_everything || attack.run == fork_off);
     if (random_.below(share_.of) < share_.stops) {
         victim->stop_ms = some_stop_ms(&random_);
         victim->remaining_us = random_.below(20'000);

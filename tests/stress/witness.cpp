@@ -126,6 +126,9 @@ class Looper {
     Looper(Scoreboard *board, Channel channel, uint32_t witness)
         : board_(board), channel_(channel), witness_(witness), checker_(board, channel, witness),
           loop_(ev_loop_new(EVFLAG_AUTO)) {}
+    ~Looper() { ev_loop_destroy(loop_); }
+    Looper(const Looper &) = delete;
+    Looper &operator=(const Looper &) = delete;
 
     int run() {
         const shbfev_rcv_callbacks_t callbacks = {on_attached, on_frame, on_message, on_closed};
