@@ -198,6 +198,7 @@ class Broadcaster {
     void end() {
         ev_timer_stop(loop_, &tick_);
         for (LoopSide &side : sides_) {
+            side.stage.closing = true;
             shbfev_brd_destroy(side.stage.brd);
             side.stage.destroyed = true;
         }

@@ -96,6 +96,17 @@ void print_hostile(const Scoreboard &board, const Driver &driver) {
     printf("\n");
 }
 
+/* What witnesses were told that they missed. */
+void print_skipped(const Scoreboard &board) {
+    for (uint32_t channel = 0; channel < streaming_channels; ++channel) {
+        printf("  skipped on %s:", channel_names[channel]);
+        for (uint32_t i = 0; i < witnesses; ++i) {
+            printf(" %s %llu%s", manner_names[manner_of(channel, i)], wide(board.skipped[channel][i]),
+                   i + 1 < witnesses ? "," : "\n");
+        }
+    }
+}
+
 void print_report(const Scoreboard &board, const Driver &driver, double seconds) {
     print_hostile(board, driver);
     printf("broadcasters %llu (killed %llu), attaches %llu, checked with nobody hostile there %llu times\n",
@@ -106,11 +117,9 @@ void print_report(const Scoreboard &board, const Driver &driver, double seconds)
     printf("witnesses took %llu frames and %llu messages in %.0f s; saw %llu ends; %llu accounts balance\n",
            wide(board.frames_taken), wide(board.messages_taken), seconds, wide(board.ends_seen),
            wide(board.accounts));
-    printf("  lost %llu, torn %llu, skipped on steady %llu, skipped on busy %llu (all accounted for), given "
-           "up since "
-           "the machine stood still %llu\n",
-           wide(board.lost), wide(board.torn), wide(board.skipped[steady]), wide(board.skipped[busy]),
-           wide(board.retirements + board.retirements_before));
+    printf("  lost %llu, torn %llu, given up since the machine stood still %llu\n", wide(board.lost),
+           wide(board.torn), wide(board.retirements + board.retirements_before));
+    print_skipped(board);
     printf("bytes lost %llu\n", wide(driver.bytes_lost()));
     printf("broadcaster: descriptors %llu -> %llu, heap %llu -> %llu KB, private %llu -> %llu KB\n",
            wide(board.descriptors[0]), wide(board.descriptors[1]), wide(board.heap_kb[0]),

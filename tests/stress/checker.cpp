@@ -101,7 +101,7 @@ void Checker::take(const shbf_frame_t &frame) {
     }
     ++received_;
     ++board_->frames_taken;
-    board_->skipped[channel_] += frame.skipped - skipped_;
+    board_->skipped[channel_][witness_] += frame.skipped - skipped_;
     skipped_ = frame.skipped;
     if (channel_ == steady && skipped_ != 0) {
         fail(board_, "steady: the %s witness was skipped though it had released everything", name());

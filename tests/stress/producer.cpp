@@ -212,7 +212,7 @@ void Producer::send_to_witness() {
             ++directs_[witness];
             expect(stage_, witness);
             ++stage_->board->sent;
-        } else if (!stage_->retired(witness) && !stage_->destroyed) {
+        } else if (!stage_->retired(witness) && !stage_->closing) {
             fail(stage_->board, "%s: sending to the %s witness fails with %d", channel_names[stage_->channel],
                  manner_names[manner_of(stage_->channel, witness)], -result);
         }

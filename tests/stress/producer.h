@@ -21,6 +21,7 @@ struct Stage {
     shbfev_brd_t *brd;
     uint64_t generation;
     std::atomic<bool> stop{false};
+    std::atomic<bool> closing{false};   // receivers may go at any moment
     std::atomic<bool> destroyed{false}; // producers go on, and reach nobody
     std::mutex gate;                    // steady: who publishes something that witnesses get
     std::atomic<int32_t> witness_ids[witnesses]{};

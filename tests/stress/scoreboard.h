@@ -97,7 +97,7 @@ struct Scoreboard {
     Count messages_taken;
     Count lost; // missing, and not accounted for
     Count torn;
-    Count skipped[streaming_channels];
+    Count skipped[streaming_channels][witnesses];
     Count accounts; // balanced
     Count retirements;
     Count ends_seen;
