@@ -76,6 +76,14 @@ bool tcp_pair(int *here, int *there) {
     return *there >= 0;
 }
 
+/* Does the system know how to keep descriptors from the broadcaster? Linux does from 6.16 on. */
+bool can_be_refused(int fd) {
+    constexpr int so_passrights = 83;
+    int value = 0;
+    socklen_t length = sizeof value;
+    return getsockopt(fd, SOL_SOCKET, so_passrights, &value, &length) == 0;
+}
+
 } // namespace
 
 void talk_nonsense(Hostile *hostile) {
@@ -162,12 +170,13 @@ void linger(Hostile *hostile) {
             const ::linger wait = {1, 3};
             setsockopt(here, SOL_SOCKET, SO_LINGER, &wait, sizeof wait);
             const shbf::Message record = {shbf::Kind::message, 0, 0};
-            send_raw(receiver.fd, &record, sizeof record, &here, 1);
-            ++hostile->board->lingering;
-            // Closed here without a wait: the packet still has a reference.
-            close(here);
+            if (send_raw(receiver.fd, &record, sizeof record, &here, 1) && can_be_refused(receiver.fd)) {
+                fail(hostile->board, "a receiver can hand over what is slow to close");
+            }
+            // Closed without a wait when the packet has another reference, or the other end is gone.
             pause_us(3000 + hostile->random.below(20000));
             close(there);
+            close(here);
         }
         detach_raw(&receiver);
     }

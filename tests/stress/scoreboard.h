@@ -107,7 +107,6 @@ struct Scoreboard {
     Count hostile_attached;
     Count forks;
     Count attempts_on_arena;
-    Count lingering;
 
     // anyone
     Count failures;
