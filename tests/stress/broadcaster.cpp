@@ -57,13 +57,28 @@ class LoopSide {
         return true;
     }
 
-    void publish_quietly() const {
+    void publish_quietly() {
         for (uint32_t i = 0; i < quiet_frames; ++i) {
-            void *buffer = shbfev_brd_alloc(stage.brd, quiet_frame_bytes);
-            if (buffer == nullptr || shbfev_brd_broadcast(stage.brd, buffer) < 0) {
+            if (!publish_one_quietly()) {
                 fail(stage.board, "quiet: no room though nobody holds anything");
             }
         }
+    }
+
+    /* False when there is no room. */
+    bool publish_one_quietly() {
+        void *buffer = shbfev_brd_alloc(stage.brd, quiet_frame_bytes);
+        if (buffer == nullptr) {
+            return false;
+        }
+        Head head{};
+        head.content = Content::broadcast;
+        head.size = quiet_frame_bytes;
+        head.channel = stage.channel;
+        head.target = nobody;
+        head.number = ++quiet_number_;
+        fill(buffer, head);
+        return shbfev_brd_broadcast(stage.brd, buffer) >= 0;
     }
 
     Stage stage;
@@ -125,6 +140,7 @@ class LoopSide {
 
     Random random_;
     int32_t last_id_ = 0;
+    uint32_t quiet_number_ = 0;
     std::set<int32_t> open_;
 };
 
@@ -170,6 +186,9 @@ class Broadcaster {
         if (board_->account_done != board_->account_request && side(steady).publish_account() &&
             side(busy).publish_account()) {
             board_->account_done = board_->account_request.load();
+        }
+        if (board_->churn) {
+            side(quiet).publish_one_quietly();
         }
         if (board_->quiet_done != board_->quiet_request) {
             side(quiet).publish_quietly();

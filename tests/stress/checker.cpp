@@ -149,7 +149,7 @@ void Checker::ended(int reason) {
         return;
     }
     if (!heartbeat_.stalled()) {
-        fail(board_, "%s: the %s witness was given up (%d)", channel_names[channel_], name(), -reason);
+        fail(board_, "%s: the %s witness lost its connection (%d)", channel_names[channel_], name(), -reason);
         return;
     }
     ++board_->retirements;

@@ -17,6 +17,7 @@ namespace {
 /* Hostile receivers between two looks at what they have left behind. */
 constexpr uint64_t rounds_per_bout = 100;
 constexpr uint32_t bouts_per_broadcaster = 6;
+constexpr uint32_t checks_per_stall = 8;
 constexpr int32_t query_ms = 20'000;
 
 Share share_of(const Plan &plan) {
@@ -141,6 +142,9 @@ void Driver::check() {
     for (int i = 0; i < 4 && board_->failures == 0; ++i) {
         measure_reclaim();
     }
+    if (checks_ % checks_per_stall == 0 && board_->failures == 0) {
+        stall_beyond_limit();
+    }
     ++checks_;
     board_->pause = false;
 }
@@ -165,18 +169,34 @@ bool Driver::await_empty(Channel channel, uint64_t receivers) {
     return empty;
 }
 
-/* A receiver that holds frames is killed: how soon is their memory back? */
-void Driver::measure_reclaim() {
+/* The only receiver of the quiet channel, attached when this returns. */
+pid_t Driver::start_on_quiet(void (*attack)(Hostile *)) {
     const uint64_t attached = board_->quiet_attached;
     const uint64_t seed = random_.next();
     const pid_t victim = start_child(Group::own, [&] {
         Hostile hostile = {board_, channel_paths[quiet], Random(seed)};
-        hold_everything(&hostile);
+        attack(&hostile);
         return 0;
     });
     if (!eventually([&] { return board_->quiet_attached == attached + 1 || board_->failures != 0; })) {
         fail(board_, "quiet: a receiver does not get attached");
     }
+    return victim;
+}
+
+void Driver::end_on_quiet(pid_t victim, uint64_t *killed_ns, uint64_t *ended_ns) {
+    *killed_ns = now_ns();
+    kill(victim, SIGKILL);
+    int status = 0;
+    waitpid(victim, &status, 0);
+    *ended_ns = now_ns();
+    ++tally_.kills;
+    await_empty(quiet, 0);
+}
+
+/* A receiver that holds frames is killed: how soon is their memory back? */
+void Driver::measure_reclaim() {
+    const pid_t victim = start_on_quiet(hold_everything);
     board_->quiet_detached_ns = 0;
     ++board_->quiet_request;
     shbf_channel_info_t info{};
@@ -186,17 +206,39 @@ void Driver::measure_reclaim() {
         fail(board_, "quiet: of the frames published a receiver holds %u", info.buffers);
     }
     pause_us(random_.below(2000));
-    const uint64_t killed_ns = now_ns();
-    kill(victim, SIGKILL);
-    int status = 0;
-    waitpid(victim, &status, 0);
-    const uint64_t ended_ns = now_ns();
-    ++tally_.kills;
-    if (await_empty(quiet, 0)) {
-        const uint64_t back_ns = board_->quiet_detached_ns;
+    uint64_t killed_ns = 0;
+    uint64_t ended_ns = 0;
+    end_on_quiet(victim, &killed_ns, &ended_ns);
+    const uint64_t back_ns = board_->quiet_detached_ns;
+    if (back_ns != 0) {
         board_->reclaim_from_kill.add(back_ns - killed_ns);
         board_->reclaim_from_end.add(back_ns > ended_ns ? back_ns - ended_ns : 0);
     }
+}
+
+/* A receiver that stands still is given up, and its frames are written over. When it goes on it must not take
+ * them for what it was sent. */
+void Driver::stall_beyond_limit() {
+    const pid_t victim = start_on_quiet(follow);
+    kill(victim, SIGSTOP);
+    const uint64_t given_up = board_->given_up;
+    board_->churn = true;
+    pause_us(20'000); // it gets its share, which is not all
+    const pid_t another = start_on_quiet(hold_everything);
+    if (!eventually([&] { return board_->given_up > given_up || board_->failures != 0; })) {
+        fail(board_, "quiet: a receiver keeps all the memory for ever");
+    }
+    pause_us(20'000);
+    board_->churn = false;
+    kill(victim, SIGCONT);
+    ++tally_.stops;
+    ++tally_.long_stops;
+    pause_us(20'000);
+    kill(another, SIGKILL);
+    waitpid(another, nullptr, 0);
+    ++tally_.kills;
+    uint64_t ignored = 0;
+    end_on_quiet(victim, &ignored, &ignored);
 }
 
 void Driver::restart_broadcaster(bool by_force) {

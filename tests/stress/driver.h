@@ -39,7 +39,10 @@ class Driver {
     void look_after_children();
     void check();
     bool await_empty(Channel channel, uint64_t receivers);
+    pid_t start_on_quiet(void (*attack)(Hostile *));
+    void end_on_quiet(pid_t victim, uint64_t *killed_ns, uint64_t *ended_ns);
     void measure_reclaim();
+    void stall_beyond_limit();
     void restart_broadcaster(bool by_force);
     void end();
 

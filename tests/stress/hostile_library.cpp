@@ -61,7 +61,7 @@ RawReceiver Hostile::attach() {
 
 void follow(Hostile *hostile) {
     for (;;) {
-        shbf_rcv_t *receiver = open_receiver(hostile, 1 + hostile->random.below(64));
+        shbf_rcv_t *receiver = open_receiver(hostile, 3 + hostile->random.below(62));
         for_each_frame(receiver, [&](const shbf_frame_t &frame) {
             check_copy(hostile, receiver, frame);
             shbf_rcv_release(receiver, &frame);

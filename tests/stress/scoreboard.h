@@ -24,14 +24,16 @@ constexpr uint32_t streaming_channels = 2; // the first two
 constexpr uint32_t quiet_frames = 3;       // published at one request
 
 constexpr uint32_t producers = 2; // of each streaming channel
-constexpr uint32_t witnesses = 4; // well-behaved receivers of each streaming channel
+constexpr uint32_t witnesses = 5; // well-behaved receivers of each streaming channel
 
-/* How a witness waits. The last one differs: `mixed` on steady, `slow` (holds some for a while) on busy. */
-enum Manner : uint32_t { blocking, polling, on_loop, mixed, slow, manner_count };
-constexpr const char *manner_names[manner_count] = {"blocking", "polling", "libev", "mixed", "slow"};
+/* How a witness waits. There are two that block, since those are woken in pairs. The last one differs:
+ * `mixed` on steady, `slow` (holds some for a while) on busy. */
+enum Manner : uint32_t { blocking, blocking_too, polling, on_loop, mixed, slow, manner_count };
+constexpr const char *manner_names[manner_count] = {"blocking", "2nd blocking", "polling",
+                                                    "libev",    "mixed",        "slow"};
 
 constexpr Manner manner_of(uint32_t channel, uint32_t witness) {
-    return witness < 3 ? static_cast<Manner>(witness) : channel == steady ? mixed : slow;
+    return witness < 4 ? static_cast<Manner>(witness) : channel == steady ? mixed : slow;
 }
 
 /* After this time something that should take none has failed. */
@@ -66,7 +68,8 @@ struct Scoreboard {
     Count end_generation; // this one is to end in order
     Count account_request;
     Count check_request;
-    Count quiet_request; // counts requests to publish on the quiet channel
+    std::atomic<bool> churn; // publish on the quiet channel as fast as there is room
+    Count quiet_request;     // counts requests to publish on the quiet channel
     Durations queries, reclaim_from_kill, reclaim_from_end;
     Count retirements_before; // of earlier generations
 

@@ -17,7 +17,7 @@ constexpr bool memory_is_ours = false; // the sanitizer keeps what is freed; it 
 #else
 constexpr bool memory_is_ours = true;
 #endif
-constexpr uint64_t heap_growth_kb = 128;
+constexpr uint64_t heap_growth_kb = 48;
 constexpr uint64_t anonymous_growth_kb = 512;
 
 /* Those of arenas do not count: a channel has one from its first buffer on. */
