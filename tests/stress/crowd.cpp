@@ -16,12 +16,11 @@ constexpr uint64_t us = 1000;
 constexpr uint64_t ms = 1'000'000;
 
 /* Half of them die while they attach, or soon after. Some live so long that what they hold is taken away. */
-uint32_t some_life_us(Random *random, bool holds) {
+uint32_t some_life_us(Random *random, uint32_t stays_one_in) {
     if (random->one_in(2)) {
         return random->below(4'000);
     }
-    return random->one_in(holds ? 3 : 20) ? 500'000 + random->below(1'500'000)
-                                          : 4'000 + random->below(40'000);
+    return random->one_in(stays_one_in) ? 500'000 + random->below(4'500'000) : 4'000 + random->below(40'000);
 }
 
 uint32_t some_stop_ms(Random *random) {
@@ -49,7 +48,7 @@ void Crowd::start(Victim *victim, Tally *tally) {
     const char *path = channel_paths[random_.below(streaming_channels)];
     const uint64_t seed = random_.next();
     const Attack &attack = attacks[victim->attack];
-    const uint32_t life_us = some_life_us(&random_, attack.run == hold_everything || attack.run == fork_off);
+    const uint32_t life_us = some_life_us(&random_, attack.stays_one_in);
     if (random_.below(share_.of) < share_.stops) {
         victim->stop_ms = some_stop_ms(&random_);
         victim->remaining_us = random_.below(20'000);

@@ -22,6 +22,7 @@ struct Hostile {
 struct Attack {
     const char *name;
     void (*run)(Hostile *hostile);
+    uint32_t stays_one_in; // of those that have attached, so many live for seconds
 };
 
 // Through the receivers' library (hostile_library.cpp).
@@ -47,22 +48,22 @@ void crowd_in(Hostile *hostile);      // opens connections that say nothing
 void linger(Hostile *hostile);        // hands over descriptors that are slow to close
 
 constexpr Attack attacks[] = {
-    {"follow", follow},
-    {"hold everything", hold_everything},
-    {"release wrongly", release_wrongly},
-    {"fork", fork_off},
-    {"come and go", come_and_go},
-    {"query", ask},
-    {"run dry", run_dry},
-    {"scribble", scribble},
-    {"futex", call_futexes},
-    {"punch holes", punch_holes},
-    {"break the arena", break_arena},
-    {"nonsense", talk_nonsense},
-    {"flood", flood},
-    {"never read", never_read},
-    {"crowd in", crowd_in},
-    {"linger", linger},
+    {"follow", follow, 20},
+    {"hold everything", hold_everything, 3},
+    {"release wrongly", release_wrongly, 20},
+    {"fork", fork_off, 3},
+    {"come and go", come_and_go, 20},
+    {"query", ask, 20},
+    {"run dry", run_dry, 20},
+    {"scribble", scribble, 20},
+    {"futex", call_futexes, 20},
+    {"punch holes", punch_holes, 20},
+    {"break the arena", break_arena, 20},
+    {"nonsense", talk_nonsense, 20},
+    {"flood", flood, 20},
+    {"never read", never_read, 3},
+    {"crowd in", crowd_in, 20},
+    {"linger", linger, 20},
 };
 constexpr uint32_t attack_count = sizeof attacks / sizeof attacks[0];
 

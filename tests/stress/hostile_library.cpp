@@ -42,7 +42,10 @@ void check_copy(Hostile *hostile, const shbf_rcv_t *receiver, const shbf_frame_t
     std::vector<uint8_t> copy(frame.size);
     memcpy(copy.data(), frame.data, frame.size);
     Head head;
-    if (shbf_rcv_intact(receiver) == 1 && !whole(copy.data(), copy.size(), &head)) {
+    const bool right = whole(copy.data(), copy.size(), &head) &&
+                       // On quiet there are only broadcasts, so it is known which one this must be.
+                       (head.channel != quiet || head.number == frame.number);
+    if (!right && shbf_rcv_intact(receiver) == 1) {
         ++hostile->board->torn;
         fail(hostile->board, "a frame was torn that its receiver was told is intact");
     }
