@@ -217,6 +217,10 @@ bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
         return false;
     }
     const int error = attach(peer, hello.window);
+    if (error == EPIPE || error == ECONNRESET) {
+        drop_peer(peer, Goodbye::silent); // it is gone already
+        return false;
+    }
     if (error != 0) {
         refuse(peer, error);
         return false;
