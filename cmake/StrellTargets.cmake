@@ -11,7 +11,7 @@ option(STRELL_FUZZ "Build fuzzers with clang's libFuzzer" OFF)
 set(STRELL_SANITIZE "" CACHE STRING "Sanitizers, as -fsanitize takes them")
 
 set(STRELL_WARNINGS -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef -Wvla
-                    -Wcast-align -Wpointer-arith -Werror)
+                    -Wcast-align -Wpointer-arith -Wredundant-decls -Werror)
 
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   list(APPEND STRELL_WARNINGS -Wno-unknown-warning-option -Wno-format-nonliteral)

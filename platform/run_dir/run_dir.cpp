@@ -24,6 +24,18 @@ void pause_before_retry() {
     nanosleep(&pause, nullptr);
 }
 
+// The C library's headers may be older than the option.
+#ifndef SO_PASSRIGHTS
+#define SO_PASSRIGHTS 83
+#endif
+
+/* The last close of a descriptor may wait, as that of a TCP socket that lingers does: whoever could hand some
+ * over could stop the server in its tracks. Connections inherit it. Kernels before 6.16 do not know it. */
+void take_no_descriptors(int fd) {
+    const int no = 0;
+    setsockopt(fd, SOL_SOCKET, SO_PASSRIGHTS, &no, sizeof no);
+}
+
 const sockaddr *generic(const sockaddr_un *address) {
     return reinterpret_cast<const sockaddr *>(address);
 }
@@ -180,6 +192,9 @@ int run_dir_listen(const char *path, int type, int backlog, const RunDirAccess &
     int result = remove_stale(&address, static_cast<socklen_t>(length), type);
     if (result == 0) {
         const int fd = socket(AF_UNIX, type | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        if (fd >= 0) {
+            take_no_descriptors(fd);
+        }
         result =
             fd < 0 ? -errno : bind_and_listen(fd, &address, static_cast<socklen_t>(length), backlog, access);
         if (fd >= 0 && result < 0) {

@@ -208,4 +208,21 @@ double mean_change(const Picture &before, const Picture &after,
     return sum / std::max(1, pixels);
 }
 
+double rolling(const std::vector<Picture> &frames) {
+    double sum = 0;
+    int32_t rows = 0;
+    for (size_t i = 1; i < frames.size(); ++i) {
+        const Picture &frame = frames[i];
+        for (int32_t y = frame.height / 5; y < frame.height; ++y, ++rows) {
+            std::vector<double> changes;
+            for (int32_t x = 0; x < frame.width; ++x) {
+                changes.push_back(std::abs(frame.at(x, y) - frames[i - 1].at(x, y)));
+            }
+            std::nth_element(changes.begin(), changes.begin() + frame.width / 2, changes.end());
+            sum += changes[changes.size() / 2];
+        }
+    }
+    return sum / std::max(rows, 1);
+}
+
 } // namespace daemon_test

@@ -61,6 +61,10 @@ double likeness(const Picture &one, const Picture &other);
 double mean_change(const Picture &before, const Picture &after,
                    const std::function<bool(double luma)> &counts);
 
+/* How much the rows of a film change from frame to frame. Of each row it is the median of its pixels'
+ * changes, so that what is small and moves does not count. */
+double rolling(const std::vector<Picture> &frames);
+
 } // namespace daemon_test
 
 #endif

@@ -6,7 +6,7 @@
 #include "support/system.h"
 #include "tools/ctl.h"
 
-#include <algorithm>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <string>
 
@@ -16,6 +16,7 @@ using daemon_test::likeness;
 using daemon_test::mean_change;
 using daemon_test::Part;
 using daemon_test::Picture;
+using daemon_test::rolling;
 using daemon_test::still;
 using daemon_test::upside_down;
 using support::eventually;
@@ -113,25 +114,6 @@ class Lamps : public ObeyPicture {
   protected:
     Lamps() : ObeyPicture({}) {}
 };
-
-/* How much the rows of a film change from frame to frame. Of each row it is the median of its pixels'
- * changes, so that what is small and moves does not count. */
-double rolling(const std::vector<Picture> &frames) {
-    double sum = 0;
-    int32_t rows = 0;
-    for (size_t i = 1; i < frames.size(); ++i) {
-        const Picture &frame = frames[i];
-        for (int32_t y = frame.height / 5; y < frame.height; ++y, ++rows) {
-            std::vector<double> changes;
-            for (int32_t x = 0; x < frame.width; ++x) {
-                changes.push_back(std::abs(frame.at(x, y) - frames[i - 1].at(x, y)));
-            }
-            std::nth_element(changes.begin(), changes.begin() + frame.width / 2, changes.end());
-            sum += changes[changes.size() / 2];
-        }
-    }
-    return sum / std::max(rows, 1);
-}
 
 TEST_F(Lamps, FlickerKeepsTheirBandsOutOrNot) {
     EXPECT_LT(rolling(film(system_, "sub")), 0.5);

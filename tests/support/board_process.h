@@ -18,13 +18,15 @@ namespace support {
  */
 enum class Leaks { not_sought, sought };
 
-/* What boardd needs to run under a sanitizer: GStreamer and the encoders are not built with one. */
+/* What boardd needs to run under a sanitizer: GStreamer and the encoders are not built with one. At its end
+ * the thread sanitizer waits a second for races, as a rule: a tenth of it must do. */
 inline Process::Environment board_environment(Leaks leaks = Leaks::not_sought) {
     const std::string tests = STRELL_TESTS_DIR;
     return {{"ASAN_OPTIONS",
              leaks == Leaks::sought ? "fast_unwind_on_malloc=0" : "detect_leaks=0:quarantine_size_mb=8"},
             {"LSAN_OPTIONS", "print_suppressions=0:suppressions=" + tests + "/lsan.supp"},
-            {"TSAN_OPTIONS", "ignore_noninstrumented_modules=1:suppressions=" + tests + "/tsan.supp"},
+            {"TSAN_OPTIONS",
+             "atexit_sleep_ms=100:ignore_noninstrumented_modules=1:suppressions=" + tests + "/tsan.supp"},
             {"G_SLICE", "always-malloc"}};
 }
 
