@@ -92,20 +92,23 @@ struct Sent {
     bool skipped;    // the owner was told so; it may be sent once more
 };
 
-/* The bytes of a buffer are told from the number that was written at its start. */
+/* The bytes of a buffer are told from its first, a line of the cache at a time. */
+constexpr uint32_t line = 64;
+
 void fill(uint8_t *bytes, uint32_t size, uint32_t stamp) {
-    for (uint32_t i = 0; i < size; ++i) {
-        bytes[i] = static_cast<uint8_t>(stamp + i / 64);
+    for (uint32_t at = 0; at < size; at += line) {
+        std::memset(bytes + at, static_cast<uint8_t>(stamp + at / line), size - at < line ? size - at : line);
     }
 }
 
+/* Looks at a byte of each line, and at the last. */
 bool is_filled(const uint8_t *bytes, uint32_t size) {
-    for (uint32_t i = 1; i < size; ++i) {
-        if (bytes[i] != static_cast<uint8_t>(bytes[0] + i / 64)) {
+    for (uint32_t at = 0; at < size; at += line) {
+        if (bytes[at] != static_cast<uint8_t>(bytes[0] + at / line)) {
             return false;
         }
     }
-    return true;
+    return size == 0 || bytes[size - 1] == static_cast<uint8_t>(bytes[0] + (size - 1) / line);
 }
 
 struct Peer {
@@ -285,6 +288,8 @@ class World {
     uint32_t messages_ = 0;
     int32_t last_id_ = 0;
     bool keep_on_error_ = true;
+    bool crowd_came_ = false;
+    bool reopened_ = false;
 
     shbfev_rcv_t *honest_ = nullptr;
     int32_t honest_id_ = 0;
@@ -357,6 +362,9 @@ void World::open_channel() {
 
 void World::open_honest() {
     honest_opening_ = true;
+    for (auto &buffer : buffers_) {
+        buffer.honest_has_it = false;
+    }
     const shbfev_rcv_callbacks_t callbacks = {
         [](void *, shbfev_rcv_t *receiver) { shbfev_rcv_send(receiver, honest_says, sizeof honest_says); },
         [](void *user, shbfev_rcv_t *, const shbf_frame_t *frame) {
@@ -614,7 +622,11 @@ void World::honest_step(fuzz::Script *script, uint8_t action) {
     case 5:
         keep_on_error_ = !keep_on_error_;
         break;
-    case 6: { // more than there is room for
+    case 6: { // more than there is room for; it takes long, so once a script
+        if (crowd_came_) {
+            break;
+        }
+        crowd_came_ = true;
         Peer many[crowd];
         for (Peer &peer : many) {
             const shbf::Hello hello = {
@@ -629,7 +641,8 @@ void World::honest_step(fuzz::Script *script, uint8_t action) {
         break;
     }
     default:
-        if (channels_ < channels_max) {
+        if (channels_ < channels_max && !reopened_) {
+            reopened_ = true;
             finish();
             open_channel();
             begin();
@@ -730,6 +743,7 @@ size_t World::descriptors() {
 
 void World::run(fuzz::Script *script) {
     keep_on_error_ = true;
+    crowd_came_ = reopened_ = false;
     begin();
     for (int i = 0; i < turns_max && !script->done(); ++i) {
         step(script);
