@@ -129,8 +129,21 @@ int give_access(const sockaddr_un *address, const RunDirAccess &access) {
     return given ? 0 : -EPERM;
 }
 
+// The C library's headers may be older than the option.
+#ifndef SO_PASSRIGHTS
+#define SO_PASSRIGHTS 83
+#endif
+
+/* The last close of a descriptor may wait, as that of a TCP socket that lingers does: whoever could hand some
+ * over could stop the server in its tracks. Connections inherit it. Kernels before 6.16 do not know it. */
+void take_no_descriptors(int fd) {
+    const int no = 0;
+    setsockopt(fd, SOL_SOCKET, SO_PASSRIGHTS, &no, sizeof no);
+}
+
 int bind_and_listen(int fd, const sockaddr_un *address, socklen_t length, int backlog,
                     const RunDirAccess &access) {
+    take_no_descriptors(fd);
     if (access.mode >= 0 && fchmod(fd, static_cast<mode_t>(access.mode) & owner_bits) != 0) {
         return -EPERM;
     }
