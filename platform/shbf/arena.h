@@ -30,7 +30,7 @@ struct Block {
     uint32_t sequence; // which publication of the channel this is; 0: not published yet
     uint32_t sent;     // bit n: receiver n was sent it
     uint32_t holders;  // those of them that have not released it
-    uint32_t sent_ms;  // when it was first sent
+    uint32_t sent_ms;  // when it was last sent: whoever holds it has had it for so long
     uint16_t previous; // neighbours in address order
     uint16_t next;
     bool used;  // not free

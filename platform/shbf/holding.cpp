@@ -67,9 +67,7 @@ const Block *held_too_long(const Arena *arena) {
 } // namespace
 
 void hold(Receiver *receiver, Block *block) {
-    if (block->sent == 0) {
-        block->sent_ms = now_ms();
-    }
+    block->sent_ms = now_ms();
     block->sent |= 1u << receiver->index;
     block->holders |= 1u << receiver->index;
     ++receiver->held;
