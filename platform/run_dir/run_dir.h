@@ -31,12 +31,12 @@ struct RunDirAccess {
 constexpr RunDirAccess run_dir_access_by_umask = {-1, static_cast<gid_t>(-1)};
 
 /*
- * Opens a listening socket of `type` (SOCK_STREAM, SOCK_SEQPACKET) at `path`: non-blocking, close-on-exec.
- * Who connects to it cannot hand over descriptors, from Linux 6.16 on. A socket file that a crashed process
- * left there is replaced; two processes that start at the same moment cannot take the path from each other:
- * the directory is locked (flock) while one looks. For that lock the call waits, but not for long (200 ms).
- * Nobody can connect before the socket has the mode and group of `access`, and its file is never more open
- * than that.
+ * Opens a listening socket of `type` (SOCK_STREAM, SOCK_SEQPACKET) at `path`: non-blocking, close-on-exec. A
+ * socket file that a crashed process left there is replaced; two processes that start at the same moment
+ * cannot take the path from each other: the directory is locked (flock) while one looks. For that lock the
+ * call waits, but not for long (200 ms). Nobody can connect before the socket has the mode and group of
+ * `access`, and its file is never more open than that. Who connects cannot hand over descriptors, from Linux
+ * 6.16 on.
  *
  * Result: the descriptor; -EADDRINUSE when a living process serves the path; -EEXIST when something that is
  * no socket stands there (it is left alone); -EBUSY when somebody keeps the directory locked; -EPERM when

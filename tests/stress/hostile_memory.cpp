@@ -36,18 +36,38 @@ long futex(const void *word, int operation, uint32_t value, uintptr_t count, con
     return syscall(SYS_futex, word, operation, value, count, second, third);
 }
 
+/* All receivers sleep on it. Who can read it can wake them for nothing, move them to where nobody wakes them,
+ * and lie down among them in a way that nobody can be woken who lies behind. */
+void abuse_bell(Hostile *hostile, const shbf::Bell *bell) {
+    static uint32_t own;
+    timespec moment = {0, 500000};
+    switch (hostile->random.below(3)) {
+    case 0:
+        futex(bell, FUTEX_WAKE, 1000, 0, nullptr, 0);
+        break;
+    case 1:
+        futex(bell, FUTEX_REQUEUE, 0, 1000, &own, 0);
+        break;
+    default:
+        clock_gettime(CLOCK_MONOTONIC, &moment);
+        moment.tv_nsec = moment.tv_nsec > 999'000'000 ? 0 : moment.tv_nsec + 500'000;
+        futex(bell, FUTEX_WAIT_REQUEUE_PI, bell->rung.load(), reinterpret_cast<uintptr_t>(&moment), &own, 0);
+        break;
+    }
+}
+
 /* One call that may not succeed. */
 void must_fail(Hostile *hostile, bool succeeded, const char *what) {
     ++hostile->board->attempts_on_arena;
     if (succeeded) {
-        fail(hostile->board, "a receiver can %s the arena", what);
+        fail(hostile->board, "a receiver can %s the arena or the bell", what);
     }
 }
 
 /* Through `fd`, whatever it was opened for. */
-void try_descriptor(Hostile *hostile, const RawReceiver &receiver, int fd) {
+void try_descriptor(Hostile *hostile, uint32_t bytes, int fd) {
     const uint64_t nonsense = hostile->random.next();
-    const auto size = static_cast<off_t>(receiver.arena_bytes);
+    const auto size = static_cast<off_t>(bytes);
     must_fail(hostile, pwrite(fd, &nonsense, sizeof nonsense, hostile->random.below(4096)) >= 0, "write to");
     must_fail(hostile, ftruncate(fd, size / 2) == 0, "shorten");
     must_fail(hostile, ftruncate(fd, size * 2) == 0, "lengthen");
@@ -56,14 +76,13 @@ void try_descriptor(Hostile *hostile, const RawReceiver &receiver, int fd) {
     must_fail(hostile, fallocate(fd, FALLOC_FL_ZERO_RANGE, 0, size) == 0, "zero");
     must_fail(hostile, fallocate(fd, 0, size, 4096) == 0, "extend");
     must_fail(hostile, fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE) == 0, "seal");
-    void *memory = mmap(nullptr, receiver.arena_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
+    void *memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, fd, 0);
     must_fail(hostile, memory != MAP_FAILED, "map for writing");
-    memory = mmap(nullptr, receiver.arena_bytes, PROT_READ, MAP_SHARED, fd, 0);
+    memory = mmap(nullptr, bytes, PROT_READ, MAP_SHARED, fd, 0);
     if (memory != MAP_FAILED) {
-        must_fail(hostile, mprotect(memory, receiver.arena_bytes, PROT_READ | PROT_WRITE) == 0,
-                  "get to write to");
-        must_fail(hostile, madvise(memory, receiver.arena_bytes, MADV_REMOVE) == 0, "remove pages of");
-        munmap(memory, receiver.arena_bytes);
+        must_fail(hostile, mprotect(memory, bytes, PROT_READ | PROT_WRITE) == 0, "get to write to");
+        must_fail(hostile, madvise(memory, bytes, MADV_REMOVE) == 0, "remove pages of");
+        munmap(memory, bytes);
     }
 }
 
@@ -108,6 +127,9 @@ void call_futexes(Hostile *hostile) {
             futex(receiver.arena + hostile->random.below(receiver.arena_bytes / 4) * size_t{4}, FUTEX_WAKE,
                   1000, 0, nullptr, 0);
         }
+        if (receiver.bell != nullptr) {
+            abuse_bell(hostile, receiver.bell);
+        }
         // As a lock: then nobody can wake the word.
         receiver.page->asleep = hostile->random.one_in(2) ? 1U : static_cast<uint32_t>(getppid());
         timespec moment = {0, 1000000};
@@ -133,23 +155,29 @@ void punch_holes(Hostile *hostile) {
     }
 }
 
+/* Memory that is for reading only: the arena, or the bell. */
+void break_memory(Hostile *hostile, const void *memory, uint32_t bytes, int fd) {
+    must_fail(hostile, mprotect(const_cast<void *>(memory), bytes, PROT_WRITE) == 0, "get to write to");
+    try_descriptor(hostile, bytes, fd);
+    char path[40];
+    snprintf(path, sizeof path, "/proc/self/fd/%d", fd);
+    fchmod(fd, 0666);
+    const int again = open(path, O_RDWR | O_CLOEXEC);
+    if (again >= 0) {
+        try_descriptor(hostile, bytes, again);
+        close(again);
+    }
+    must_fail(hostile, truncate(path, 0) == 0, "shorten");
+}
+
 void break_arena(Hostile *hostile) {
     for (;;) {
         RawReceiver receiver = hostile->attach();
         if (receiver.arena != nullptr) {
-            must_fail(hostile,
-                      mprotect(const_cast<uint8_t *>(receiver.arena), receiver.arena_bytes, PROT_WRITE) == 0,
-                      "get to write to");
-            try_descriptor(hostile, receiver, receiver.arena_fd);
-            char path[40];
-            snprintf(path, sizeof path, "/proc/self/fd/%d", receiver.arena_fd);
-            fchmod(receiver.arena_fd, 0666);
-            const int again = open(path, O_RDWR | O_CLOEXEC);
-            if (again >= 0) {
-                try_descriptor(hostile, receiver, again);
-                close(again);
-            }
-            must_fail(hostile, truncate(path, 0) == 0, "shorten");
+            break_memory(hostile, receiver.arena, receiver.arena_bytes, receiver.arena_fd);
+        }
+        if (receiver.bell != nullptr) {
+            break_memory(hostile, receiver.bell, shbf::bell_bytes, receiver.bell_fd);
         }
         detach_raw(&receiver);
         pause_us(hostile->random.below(2000));

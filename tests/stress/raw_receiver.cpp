@@ -48,11 +48,36 @@ bool map_page(RawReceiver *receiver) {
     return memory != MAP_FAILED;
 }
 
+void map_bell(RawReceiver *receiver) {
+    void *memory = mmap(nullptr, shbf::bell_bytes, PROT_READ, MAP_SHARED, receiver->bell_fd, 0);
+    receiver->bell = memory == MAP_FAILED ? nullptr : static_cast<const shbf::Bell *>(memory);
+}
+
 void map_arena(RawReceiver *receiver, uint32_t size) {
     void *memory = mmap(nullptr, size, PROT_READ, MAP_SHARED, receiver->arena_fd, 0);
     if (memory != MAP_FAILED) {
         receiver->arena = static_cast<const uint8_t *>(memory);
         receiver->arena_bytes = size;
+    }
+}
+
+/* The bell and the arena, if the channel has them. */
+void take_memory(RawReceiver *receiver) {
+    for (int i = 0; i < 2; ++i) {
+        shbf::ArenaPacket packet{};
+        int passed = -1;
+        if (receive(receiver->fd, &packet, sizeof packet, arena_ms, &passed) < 0) {
+            return;
+        }
+        if (packet.kind == shbf::Kind::bell && receiver->bell_fd < 0) {
+            receiver->bell_fd = passed;
+            map_bell(receiver);
+        } else if (packet.kind == shbf::Kind::arena && receiver->arena_fd < 0) {
+            receiver->arena_fd = passed;
+            map_arena(receiver, packet.size);
+        } else if (passed >= 0) {
+            close(passed);
+        }
     }
 }
 
@@ -84,23 +109,21 @@ bool attach_raw(const char *path, uint32_t window, RawReceiver *receiver) {
         return false;
     }
     receiver->index = welcome.index;
-    shbf::ArenaPacket packet{};
-    if (receive(receiver->fd, &packet, sizeof packet, arena_ms, &receiver->arena_fd) ==
-            static_cast<ssize_t>(sizeof packet) &&
-        packet.kind == shbf::Kind::arena) {
-        map_arena(receiver, packet.size);
-    }
+    take_memory(receiver);
     return true;
 }
 
 void detach_raw(RawReceiver *receiver) {
-    for (const int fd : {receiver->fd, receiver->page_fd, receiver->arena_fd}) {
+    for (const int fd : {receiver->fd, receiver->page_fd, receiver->arena_fd, receiver->bell_fd}) {
         if (fd >= 0) {
             close(fd);
         }
     }
     if (receiver->page != nullptr) {
         munmap(receiver->page, shbf::link_page_bytes);
+    }
+    if (receiver->bell != nullptr) {
+        munmap(const_cast<shbf::Bell *>(receiver->bell), shbf::bell_bytes);
     }
     if (receiver->arena != nullptr) {
         munmap(const_cast<uint8_t *>(receiver->arena), receiver->arena_bytes);

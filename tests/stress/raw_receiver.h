@@ -17,8 +17,10 @@ struct RawReceiver {
     int fd = -1;
     int page_fd = -1;
     int arena_fd = -1; // -1: the channel had none when it attached
+    int bell_fd = -1;  // as well
     shbf::LinkPage *page = nullptr;
     const uint8_t *arena = nullptr;
+    const shbf::Bell *bell = nullptr;
     uint32_t arena_bytes = 0;
     uint32_t index = 0;
 

@@ -21,14 +21,15 @@ constexpr uint64_t heap_growth_kb = 48;
 constexpr uint64_t anonymous_growth_kb = 512;
 
 /* Those of arenas and bells do not count: a channel has them from its first buffer on. */
-uint64_t descriptors_but_memory() {
+uint64_t descriptors_but_arenas() {
     uint64_t count = 0;
     for (const auto &entry : std::filesystem::directory_iterator("/proc/self/fd")) {
         std::error_code gone;
         const std::string target = std::filesystem::read_symlink(entry.path(), gone).string();
-        const bool memory =
-            target.find("shbf-arena") != std::string::npos || target.find("shbf-bell") != std::string::npos;
-        count += !gone && !memory ? 1U : 0U;
+        count += !gone && target.find("shbf-arena") == std::string::npos &&
+                         target.find("shbf-bell") == std::string::npos
+                     ? 1U
+                     : 0U;
     }
     return count;
 }
@@ -62,12 +63,12 @@ uint64_t heap_kb() {
 } // namespace
 
 void SelfCheck::start() {
-    descriptors_ = descriptors_but_memory();
+    descriptors_ = descriptors_but_arenas();
 }
 
 bool SelfCheck::settled(Scoreboard *board) {
     const uint64_t attached = static_cast<uint64_t>(streaming_channels) * witnesses - board->retirements;
-    const uint64_t now = descriptors_but_memory();
+    const uint64_t now = descriptors_but_arenas();
     since_ns_ = since_ns_ == 0 ? now_ns() : since_ns_;
     const bool right = now == descriptors_ + attached && link_pages() == attached;
     if (!right && now_ns() - since_ns_ < settle_ns && board->retirements == 0) {
