@@ -142,18 +142,19 @@ void print_report(const Scoreboard &board, const Driver &driver, double seconds)
 }
 
 /* What only adds up over the whole run. */
-void check_times(Scoreboard *board) {
+void check_times(Scoreboard *board, uint64_t run_ns) {
     constexpr uint64_t blocked_ns = 2'000'000'000;
     for (const Durations *calls : {&board->alloc, &board->publish, &board->send, &board->message}) {
         if (calls->longest_ns > blocked_ns) {
             fail(board, "a call of a producer took %llu ms", wide(calls->longest_ns / 1'000'000));
         }
     }
-    // Who sleeps on its word looks at the socket every 200 ms, so a wake-up that does not come shows here.
-    constexpr double asleep_us = 100'000;
+    // Others can make a receiver late once or twice, and so can the machine, but not for a quarter of the
+    // time.
     for (uint32_t i = 0; i < manner_count; ++i) {
-        if (board->delivery[i].us(0.5) > asleep_us) {
-            fail(board, "the %s witness is not woken: half of its frames took over 100 ms", manner_names[i]);
+        if (board->late_ns[i] > run_ns / 4) {
+            fail(board, "the %s witness is not woken: it was late for %llu ms", manner_names[i],
+                 wide(board->late_ns[i] / 1'000'000));
         }
     }
 }
@@ -178,8 +179,9 @@ int main(int argc, char **argv) {
     const uint64_t start_ns = now_ns();
     Driver driver(board, plan);
     driver.run();
-    check_times(board);
-    print_report(*board, driver, static_cast<double>(now_ns() - start_ns) / 1e9);
+    const uint64_t run_ns = now_ns() - start_ns;
+    check_times(board, run_ns);
+    print_report(*board, driver, static_cast<double>(run_ns) / 1e9);
     printf("%s\n", board->failures == 0 ? "channel_stress: all is well" : "channel_stress: FAILED");
     return board->failures == 0 ? 0 : 1;
 }

@@ -93,7 +93,9 @@ void Checker::take(const shbf_frame_t &frame) {
              name(), frame.number, frame.size);
         return;
     }
-    board_->delivery[manner()].add(now_ns() - head.published_ns);
+    const uint64_t delay_ns = now_ns() - head.published_ns;
+    board_->delivery[manner()].add(delay_ns);
+    board_->late_ns[manner()] += delay_ns > late_from_ns ? delay_ns : 0;
     if (head.content == Content::account) {
         check_account(head, frame.skipped);
     } else {

@@ -138,7 +138,6 @@ Head Producer::next_head(Content content, uint32_t target) {
     head.frames = broadcasts_;
     head.messages = messages_;
     head.generation = stage_->generation;
-    head.published_ns = now_ns();
     return head;
 }
 
@@ -149,11 +148,12 @@ uint32_t Producer::some_size() {
     return content_least + random_.below(limit - content_least + 1);
 }
 
-uint8_t *Producer::filled_buffer(const Head &head) const {
+uint8_t *Producer::filled_buffer(Head head) const {
     uint8_t *buffer = allocate(stage_, capacities[stage_->channel]);
     if (buffer == nullptr) {
         return nullptr;
     }
+    head.published_ns = now_ns(); // there may have been no room for a while
     fill(buffer, head);
     if (shbf_set_size(buffer, head.size) != 0 || shbf_get_size(buffer) != head.size) {
         fail(stage_->board, "a buffer does not take its size");

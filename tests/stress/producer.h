@@ -59,7 +59,7 @@ class Producer {
     void play_with_memory();
     void gated(const std::function<void()> &publish);
     void keep_pace() const;
-    uint8_t *filled_buffer(const Head &head) const;
+    uint8_t *filled_buffer(Head head) const;
     Head next_head(Content content, uint32_t target);
     uint32_t some_size();
 

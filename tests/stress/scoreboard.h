@@ -52,6 +52,10 @@ struct Durations {
     double us(double share) const;
 };
 
+/* Who sleeps on a word looks at the socket every 200 ms, so a wake-up that does not come shows as such a
+ * delay. */
+constexpr uint64_t late_from_ns = 150'000'000;
+
 /* What a witness says of itself. */
 struct WitnessSlot {
     Count taken;           // frames it has released and messages it has taken, in this generation
@@ -105,6 +109,7 @@ struct Scoreboard {
     Count retirements;
     Count ends_seen;
     Durations delivery[manner_count];
+    Count late_ns[manner_count]; // sum of those that took longer than a receiver that was woken ever should
 
     // hostile receivers
     Count hostile_attached;
