@@ -138,6 +138,7 @@ void print_report(const Scoreboard &board, const Driver &driver, double seconds)
     printf("from publishing to a witness, frames\n");
     for (uint32_t i = 0; i < manner_count; ++i) {
         print_spread(manner_names[i], board.delivery[i]);
+        printf("    late %llu times\n", wide(board.late[i]));
     }
 }
 

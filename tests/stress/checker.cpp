@@ -95,7 +95,11 @@ void Checker::take(const shbf_frame_t &frame) {
     }
     const uint64_t delay_ns = now_ns() - head.published_ns;
     board_->delivery[manner()].add(delay_ns);
-    board_->late_ns[manner()] += delay_ns > late_from_ns ? delay_ns : 0;
+    if (delay_ns > late_from_ns && head.published_ns > late_until_ns_) {
+        board_->late_ns[manner()] += delay_ns; // once for all that have come meanwhile
+        ++board_->late[manner()];
+        late_until_ns_ = now_ns();
+    }
     if (head.content == Content::account) {
         check_account(head, frame.skipped);
     } else {

@@ -37,6 +37,7 @@ void run_dry(Hostile *hostile);         // has no descriptors left for what it i
 // On memory (hostile_memory.cpp).
 void scribble(Hostile *hostile);     // over every word of its link page
 void call_futexes(Hostile *hostile); // wakes, moves and locks on every word that it maps
+void steal_sleep(Hostile *hostile);  // moves all who sleep on the bell, and wakes them when it is late
 void punch_holes(Hostile *hostile);  // into the link page's memory file
 void break_arena(Hostile *hostile);  // tries to write to it, to cut it, to open it again
 
@@ -57,6 +58,7 @@ constexpr Attack attacks[] = {
     {"run dry", run_dry, 20},
     {"scribble", scribble, 20},
     {"futex", call_futexes, 20},
+    {"steal sleep", steal_sleep, 3},
     {"punch holes", punch_holes, 20},
     {"break the arena", break_arena, 20},
     {"nonsense", talk_nonsense, 20},

@@ -138,6 +138,24 @@ void call_futexes(Hostile *hostile) {
     }
 }
 
+/* Who waits for 200 ms in vain looks for itself, so they are woken before. */
+void steal_sleep(Hostile *hostile) {
+    static uint32_t own;
+    RawReceiver receiver = hostile->attach();
+    while (receiver.bell == nullptr) {
+        detach_raw(&receiver);
+        receiver = hostile->attach();
+    }
+    for (;;) {
+        const uint64_t until = now_ns() + 155'000'000 + hostile->random.below(40'000'000);
+        while (now_ns() < until) {
+            futex(receiver.bell, FUTEX_REQUEUE, 0, 1000, &own, 0);
+            pause_us(200);
+        }
+        futex(&own, FUTEX_WAKE, 1000, 0, nullptr, 0);
+    }
+}
+
 void punch_holes(Hostile *hostile) {
     const RawReceiver receiver = hostile->attach();
     for (;;) {

@@ -109,7 +109,8 @@ struct Scoreboard {
     Count retirements;
     Count ends_seen;
     Durations delivery[manner_count];
-    Count late_ns[manner_count]; // sum of those that took longer than a receiver that was woken ever should
+    Count late[manner_count]; // how often it took longer than a receiver that was woken ever should
+    Count late_ns[manner_count];
 
     // hostile receivers
     Count hostile_attached;

@@ -71,6 +71,7 @@ class Checker {
     uint32_t broadcasts_[producers]{};
     uint32_t directs_[producers]{};
     uint32_t messages_[producers]{};
+    uint64_t late_until_ns_ = 0;
     Heartbeat heartbeat_;
 };
 
