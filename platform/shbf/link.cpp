@@ -24,6 +24,12 @@ constexpr uint32_t sleep_slice_ms = 200;
 /* So many wake-ups for nothing, one after the other, and somebody abuses the bell. */
 constexpr uint32_t false_alarms_most = 16;
 
+/* Somebody may have moved it away from the bell, and have woken it before it looked for itself. A machine
+ * that is loaded is late at times, too: up to one in five wake-ups is nothing. */
+constexpr uint32_t late_from_ms = 20;
+constexpr uint32_t late_weight = 4;
+constexpr uint32_t late_most = 16;
+
 /* What read_packet says of a Wake. */
 constexpr int only_a_wake = 1;
 
@@ -237,6 +243,19 @@ int read_packet(Link *link) {
     return result;
 }
 
+/* It was woken from the bell, and there is something: how long after the broadcaster rang? */
+void weigh_wake_up(Link *link) {
+    const LinkPage *page = link->page;
+    if (page->asleep.load(std::memory_order_acquire) != awake) {
+        return; // it is about to
+    }
+    if (rousing_time_ms() - page->roused_ms.load(std::memory_order_relaxed) > late_from_ms) {
+        link->late += late_weight;
+    } else if (link->late > 0) {
+        --link->late;
+    }
+}
+
 /* Sleeps once; whether there is anything to take then is not known. */
 int sleep_once(Link *link, uint32_t timeout_ms) {
     const bool on_bell = link->bell != nullptr && !link->own_word;
@@ -250,9 +269,12 @@ int sleep_once(Link *link, uint32_t timeout_ms) {
                          : sleep_on(asleep, asleep_on_word, every_bit, timeout_ms);
         const bool news = has_entry(link) || has_packet(link);
         link->false_alarms = news || result != 0 ? 0 : link->false_alarms + 1;
-        // It slept through something, or somebody rings for nothing.
-        link->own_word |=
-            on_bell && ((news && result == -ETIMEDOUT) || link->false_alarms > false_alarms_most);
+        if (on_bell && news && result == 0) {
+            weigh_wake_up(link);
+        }
+        // It slept through something, or somebody rings for nothing, or holds it back.
+        link->own_word |= on_bell && ((news && result == -ETIMEDOUT) ||
+                                      link->false_alarms > false_alarms_most || link->late > late_most);
     }
     asleep->store(awake, std::memory_order_relaxed);
     return result;

@@ -39,6 +39,7 @@ struct Link {
     const Bell *bell;           // null before the Bell packet
     uint32_t index;             // its bit on the bell
     uint32_t false_alarms;      // wake-ups in a row with nothing to take
+    uint32_t late;              // weight of wake-ups from the bell that came late
     bool own_word;              // does not trust the bell any more
     uint32_t entries;           // taken from the ring
     uint32_t packets;           // taken from the socket, behind Welcome

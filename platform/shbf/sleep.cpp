@@ -34,6 +34,12 @@ int sleep_on(const Word *word, uint32_t value, uint32_t bits, uint32_t timeout_m
     return -errno;
 }
 
+uint32_t rousing_time_ms() {
+    timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint32_t>(now.tv_sec) * 1000 + static_cast<uint32_t>(now.tv_nsec / 1000000);
+}
+
 void wake_sleepers(Word *word, uint32_t bits, uint32_t most) {
     syscall(SYS_futex, word, FUTEX_WAKE_BITSET, most, nullptr, nullptr, bits);
 }

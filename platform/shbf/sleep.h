@@ -19,6 +19,9 @@ constexpr uint32_t every_bit = 0xffffffff;
  */
 int sleep_on(const Word *word, uint32_t value, uint32_t bits, uint32_t timeout_ms);
 
+/* The time of LinkPage::roused_ms. */
+uint32_t rousing_time_ms();
+
 /* Wakes at most `most` of those who sleep on the word with one of `bits`. */
 void wake_sleepers(Word *word, uint32_t bits, uint32_t most);
 

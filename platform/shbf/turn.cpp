@@ -25,10 +25,10 @@ void unpin(Channel *channel, std::atomic<int32_t> *pins) {
 uint32_t rouse(Word *asleep, bool by_entry) {
     uint32_t how = asleep->load(std::memory_order_relaxed);
     if (how != awake && by_entry) {
-        return asleep->exchange(awake, std::memory_order_relaxed);
+        return asleep->exchange(awake, std::memory_order_release);
     }
     const bool by_futex = how == asleep_on_word || how == asleep_on_bell;
-    return by_futex && asleep->compare_exchange_strong(how, awake, std::memory_order_relaxed) ? how : awake;
+    return by_futex && asleep->compare_exchange_strong(how, awake, std::memory_order_release) ? how : awake;
 }
 
 void wake_on_word(const Pinned &sleepers) {
@@ -124,7 +124,11 @@ void Turn::find_sleepers() {
     std::atomic_thread_fence(std::memory_order_seq_cst);
     for (uint32_t news = entries_ | packets_; news != 0; news &= news - 1) {
         Receiver *receiver = channel_->receivers[__builtin_ctz(news)];
-        const uint32_t how = rouse(&receiver->page->asleep, (entries_ >> receiver->index & 1) != 0);
+        Word *asleep = &receiver->page->asleep;
+        if (asleep->load(std::memory_order_relaxed) == asleep_on_bell) {
+            receiver->page->roused_ms.store(rousing_time_ms(), std::memory_order_relaxed);
+        }
+        const uint32_t how = rouse(asleep, (entries_ >> receiver->index & 1) != 0);
         if (how == asleep_on_bell) {
             on_bell_ |= 1u << receiver->index;
         } else if (how != awake) {

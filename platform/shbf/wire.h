@@ -181,6 +181,7 @@ struct LinkPage {
     alignas(64) Word pushed; // entries of the ring so far; entry n is ring[n % ring_entries]; wraps
     Word packets;            // packets sent so far behind Welcome, Wakes not counted; wraps
     Word given_up;           // not 0 before anything that this receiver held is written again
+    Word roused_ms;          // CLOCK_MONOTONIC when it was last woken from the bell; wraps
     alignas(64) Word ring[ring_entries][frame_words];
 };
 static_assert(sizeof(LinkPage) == 3200 && offsetof(LinkPage, asleep) == 1024 &&
@@ -193,8 +194,8 @@ constexpr uint32_t link_page_bytes = sizeof(LinkPage);
  *
  * It is the only thing that receivers share, and the kernel lets whoever can read a word move those who wait
  * on it elsewhere (FUTEX_REQUEUE), or wake them for nothing. So a receiver that has slept through something
- * there, or is woken again and again for nothing, sleeps on its own word from then on: what another can do to
- * it is one delay of sleep_slice_ms.
+ * there, or is woken again and again for nothing or too late (LinkPage::roused_ms), sleeps on its own word
+ * from then on: what others can do to it is one delay of sleep_slice_ms, and a few shorter ones.
  */
 struct Bell {
     Word rung;
