@@ -37,15 +37,14 @@ std::string who_may(const shbf_access_t &access) {
     if (access.user_count == 0 && access.group_count == 0) {
         return "everybody who can open the socket";
     }
-    std::string text;
+    std::vector<std::string> parts;
     if (access.user_count > 0) {
-        text = "users " + names({access.users, access.user_count}, user_name);
+        parts.push_back(format("users %s", names({access.users, access.user_count}, user_name).c_str()));
     }
     if (access.group_count > 0) {
-        text +=
-            (text.empty() ? "" : "; ") + ("groups " + names({access.groups, access.group_count}, group_name));
+        parts.push_back(format("groups %s", names({access.groups, access.group_count}, group_name).c_str()));
     }
-    return text;
+    return joined(parts, "; ");
 }
 
 std::string limits(const shbf_access_t &access) {
@@ -78,7 +77,7 @@ std::string channel_text(const ChannelAccess &channel) {
 }
 
 std::string id_list(std::span<const uint32_t> ids) {
-    return "[" + names(ids, [](uint32_t id) { return std::to_string(id); }) + "]";
+    return format("[%s]", names(ids, [](uint32_t id) { return std::to_string(id); }).c_str());
 }
 
 std::string attached_list(std::span<const shbf_attached_t> attached) {
@@ -88,7 +87,7 @@ std::string attached_list(std::span<const shbf_attached_t> attached) {
         object.add("receiver", one.receiver).add("pid", one.pid).add("uid", one.uid);
         objects.push_back(object.text());
     }
-    return "[" + joined(objects) + "]";
+    return format("[%s]", joined(objects).c_str());
 }
 
 JsonObject channel_object(const ChannelAccess &channel) {
