@@ -19,7 +19,7 @@ namespace {
 
 using SharedBell = robustness::Robustness;
 
-/* A receiver that abuses what it maps read-only: the bell. */
+/* A receiver that does by hand, and abuses, what can be done with what it maps read-only: the bell. */
 class BellAbuser {
   public:
     explicit BellAbuser(TestChannel *channel) {
@@ -42,6 +42,18 @@ class BellAbuser {
     BellAbuser(const BellAbuser &) = delete;
     BellAbuser &operator=(const BellAbuser &) = delete;
 
+    /* As a well-behaved receiver does. False when nobody rang for it. */
+    bool sleep() {
+        const uint32_t rung = link_.bell->rung;
+        link_.page->asleep = shbf::asleep_on_bell;
+        timespec end{};
+        clock_gettime(CLOCK_MONOTONIC, &end);
+        end.tv_sec += std::chrono::seconds(support::patience).count();
+        return syscall(SYS_futex, &link_.bell->rung, FUTEX_WAIT_BITSET, rung, &end, nullptr,
+                       1U << link_.index) == 0 ||
+               errno == EAGAIN;
+    }
+    bool asleep() const { return link_.page->asleep == shbf::asleep_on_bell; }
     /* How many sleepers it has moved to a word of its own, where nobody wakes them. */
     long steal() { return syscall(SYS_futex, &link_.bell->rung, FUTEX_REQUEUE, 0, 1000L, &own_, 0); }
     /* How many of those it wakes. */
@@ -53,6 +65,22 @@ class BellAbuser {
     shbf::Link link_{};
     alignas(64) uint32_t own_ = 0;
 };
+
+TEST_F(SharedBell, OneRingWakesAllWhoSleep) {
+    TestChannel channel(path);
+    BellAbuser first(&channel);
+    BellAbuser second(&channel);
+    for (int round = 0; round < 5; ++round) {
+        std::atomic<int> woken = 0;
+        std::thread one([&] { woken += first.sleep() ? 1 : 0; });
+        std::thread other([&] { woken += second.sleep() ? 1 : 0; });
+        EXPECT_TRUE(eventually([&] { return first.asleep() && second.asleep(); }));
+        EXPECT_EQ(channel.publish(100), 2);
+        one.join();
+        other.join();
+        ASSERT_EQ(woken, 2);
+    }
+}
 
 TEST_F(SharedBell, WhoseSleepIsStolenSleepsElsewhereAndMissesNothing) {
     TestChannel channel(path);
