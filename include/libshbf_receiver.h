@@ -203,7 +203,8 @@ typedef struct shbfev_rcv_callbacks {
 
 /*
  * Begins to attach; never blocks. The answer is `attached` or `closed`. `callbacks` is copied.
- * Result: the receiver, or null with errno set (nothing is called then).
+ * Result: the receiver, or null with errno set (nothing is called then); ETIMEDOUT while more wait to be let
+ * in than fit the broadcaster's backlog: to be tried again.
  */
 shbfev_rcv_t *shbfev_rcv_open(struct ev_loop *loop, const char *path, const shbf_rcv_options_t *options,
                               const shbfev_rcv_callbacks_t *callbacks, void *user);

@@ -6,6 +6,7 @@
 #ifndef TESTS_FUZZ_FUZZ_H
 #define TESTS_FUZZ_FUZZ_H
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -18,7 +19,7 @@ namespace fuzz {
 
 inline void must(bool holds, const char *what) {
     if (!holds) {
-        std::fprintf(stderr, "fuzz: not so: %s\n", what);
+        std::fprintf(stderr, "fuzz: not so: %s (errno, if it is of use: %s)\n", what, std::strerror(errno));
         std::abort();
     }
 }
