@@ -56,11 +56,11 @@ class Shbf : public Transport {
         shbf_event_t event;
         if (polls_) {
             pollfd readable = {shbf_rcv_fd(receiver_), POLLIN, 0};
-            int result = 0;
-            do {
+            int result = shbf_rcv_next(receiver_, &event, 0); // before polling, until there is nothing
+            while (result == 0) {
                 poll(&readable, 1, -1);
                 result = shbf_rcv_next(receiver_, &event, 0);
-            } while (result == 0);
+            }
             check(result);
         } else {
             check(shbf_rcv_next(receiver_, &event, -1));
