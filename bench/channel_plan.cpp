@@ -29,7 +29,7 @@ const char *const usage = R"(usage: ./dev bench channels [OPTIONS]
   --rounds N         how often each of those (5)
   --transport KEY,.. only these transports, and the floor
   --memory           only the memory of six channels
-  --syscalls         only the system calls of this library
+  --syscalls         only the system calls, of the floor, this library and iceoryx
   --plot FILE        also draw the latencies of the standard run as an SVG
 )";
 
