@@ -3,7 +3,7 @@
 // daemon's snapshot channel.
 //
 //     ./dev run &                                 # or any strell_v2 on a boardd
-//     example_panorama DIRECTORY [--reverse]      # DIRECTORY/photo-1.jpg ...
+//     example_panorama DIRECTORY [--reverse]      # DIRECTORY/photo-1.jpg ...; it has to exist
 //
 // What it prints is the talk between motor and planner: the motor's reply, and the step that follows from it.
 // On a camera the replies come from the motor's process.
@@ -64,7 +64,12 @@ void take_photo(shbf_rcv_t *receiver, const std::string &file) {
         }
         std::memcpy(&info, bytes.data(), sizeof info);
     }
-    std::ofstream(file, std::ios::binary) << std::string_view(bytes).substr(sizeof info);
+    std::ofstream stream(file, std::ios::binary);
+    stream << std::string_view(bytes).substr(sizeof info);
+    stream.close();
+    if (!stream) {
+        throw std::runtime_error("cannot write " + file + ": DIRECTORY has to exist, and to have room");
+    }
     std::printf("  photo: %s, %zu bytes\n", file.c_str(), bytes.size() - sizeof info);
 }
 

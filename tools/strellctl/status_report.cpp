@@ -73,8 +73,7 @@ std::string store_text(const StatusReport &report) {
     }
     return std::string("store  there, the camera is ") +
            (report.bind_status == "ok" ? "bound\n"
-                                       : "not bound: no video before strellctl set bind_status ok and a "
-                                         "restart of strell_v2\n");
+                                       : "not bound: no video before strellctl set bind_status ok\n");
 }
 
 JsonObject channel_object(const ChannelReport &channel) {
