@@ -64,7 +64,7 @@ typedef struct shbf_frame {
     uint32_t number;   /* counts what the channel published, from 1; wraps */
     uint32_t skipped;  /* frames and messages that this receiver has missed since it attached; wraps */
     uint32_t slot;     /* the library's own, for the release */
-    uint32_t sequence; /* the library's own, for the release */
+    uint32_t taking;   /* the library's own, for the release */
 } shbf_frame_t;
 
 #define SHBF_EVENT_FRAME 1   /* `frame` is set; the receiver holds it until shbf_rcv_release */
@@ -87,7 +87,9 @@ typedef struct shbf_event {
  * when the broadcaster does not answer, EPROTO or EPROTONOSUPPORT when what answers is no broadcaster of this
  * kind; and where the camera's integrator has limited who may listen (docs/channel_access.md): EACCES when
  * this user may not attach, ENOSPC when the channel has all the receivers it takes, EUSERS when this user has
- * all that one user may have, EPERM when the channel is closed because its access file is damaged.
+ * all that one user may have, EPERM when the channel is closed because its access file is damaged. Besides,
+ * EINVAL or ENAMETOOLONG for a path that cannot be one, EPIPE when the broadcaster ends meanwhile, ENOBUFS,
+ * ENOMEM, EMFILE or ENFILE when one of the two processes is short of memory or descriptors.
  * shbf_rcv_problem says each in words.
  */
 shbf_rcv_t *shbf_rcv_open(const char *path, const shbf_rcv_options_t *options);
@@ -107,8 +109,8 @@ int32_t shbf_rcv_fd(const shbf_rcv_t *receiver);
 /*
  * Waits up to `timeout_ms` (0: not at all, negative: for ever) for the next frame or message.
  * Result: 1 with *event filled; 0 when the time is up; -EPIPE when the broadcaster closed the channel, died
- * or gave this receiver up; -EPROTO when what came is not to be trusted; -EINTR after a signal. Frames that
- * are held can be read after every error; shbf_rcv_intact tells whether they are still what they were.
+ * or gave this receiver up; -EPROTO when what came is not to be trusted; -ENOMEM or -EMFILE when this process
+ * could not map what came, after which the receiver is of no use; -EINTR after a signal. Frames that are held can be read after every error; shbf_rcv_intact tells whether they are still what they were.
  */
 int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, int32_t timeout_ms);
 
@@ -138,7 +140,7 @@ void shbf_rcv_close(shbf_rcv_t *receiver);
 /* What a channel says about itself. */
 typedef struct shbf_channel_info {
     uint32_t receivers;   /* attached now */
-    uint32_t published;   /* buffers broadcast since the channel was made; wraps */
+    uint32_t published;   /* buffers broadcast, or sent to some, since the channel was made; wraps */
     uint32_t skipped;     /* frames and messages not delivered to a slow receiver, over all; wraps */
     uint32_t arena_bytes; /* 0 until the first buffer was allocated */
     uint32_t arena_used;  /* bytes not free at this moment */
@@ -148,7 +150,7 @@ typedef struct shbf_channel_info {
 
 /*
  * Asks the broadcaster of `path` about the channel, without becoming a receiver. Waits up to `timeout_ms`
- * for the answer. Result: 0 or a negative errno value as shbf_rcv_open has them.
+ * for the answer. Result: 0 or a negative errno value as shbf_rcv_open has them; -EINTR after a signal.
  */
 int32_t shbf_channel_query(const char *path, shbf_channel_info_t *info, int32_t timeout_ms);
 

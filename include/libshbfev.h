@@ -16,8 +16,12 @@
  * calls for any thread do not touch the loop itself; what they send then may reach nobody, and no callback
  * runs any more. shbfev_brd_destroy is not called on such a channel.
  *
- * Blocking: no call waits for a receiver, ever. A receiver that is stopped, slow or hostile costs itself
- * frames, and others only for the second after which it is given up (code 4, ETIMEDOUT).
+ * Blocking: no call waits for a receiver, ever. A receiver that is stopped or slow costs itself frames, and
+ * others only for the second after which it is given up (code 4, ETIMEDOUT). One that is hostile may attach
+ * again and do so once more: whom not to trust with a channel the access file says.
+ *
+ * A child that is forked and does not call exec keeps the channel's socket alive, and so its path taken; this
+ * library makes all its descriptors close on exec.
  *
  * Errors are negative errno values.
  */
@@ -112,7 +116,8 @@ int32_t shbfev_brd_event(shbfev_brd_t *brd, int32_t code, shbfev_callback callba
  * Who may attach, and how much, is read here from the access file (docs/channel_access.md): by default
  * /etc/strell/channels.conf, or what the environment variable STRELL_CHANNELS_CONF names. When that file
  * cannot be followed, the channel starts and is closed: everybody is refused, and the log says what to
- * correct. Who is refused gets a line in the log (libvuto_util.h), at most ten a minute for each channel.
+ * correct. Who is refused gets a line in the log (libvuto_util.h); of each channel ten at once, and ten a
+ * minute in the long run.
  *
  * Result: 0 or more; -EADDRINUSE when a living process serves the path, -EEXIST when something that is no
  * socket stands there, -EBUSY when somebody keeps the directory locked (it is waited for, but no longer than
@@ -126,10 +131,10 @@ int32_t shbfev_brd_start(struct ev_loop *loop, shbfev_brd_t *brd);
  *
  * The arena is made at the first call: four times the first size, at least 64 KiB. A channel on which nothing
  * is allocated has none. One that needs much less for 256 calls gets a smaller one, and the full size back as
- * soon as it is short.
+ * soon as it is short; after that it takes twice as many calls.
  *
- * After shbfev_brd_destroy the call still hands out buffers, of memory that nobody else sees, so that a
- * producer thread that comes too late does no harm.
+ * After shbfev_brd_destroy the call still hands out buffers, so that a producer thread that comes too late
+ * does no harm; they are of memory that nobody else sees as soon as no buffer from before is left.
  */
 void *shbfev_brd_alloc(shbfev_brd_t *brd, uint32_t size);
 
@@ -154,16 +159,17 @@ int32_t shbfev_brd_send(shbfev_brd_t *brd, int32_t receiver, void *buffer);
 
 /*
  * Sends a copy of `length` bytes to one receiver, or to all. Results as for _send and _broadcast, and
- * -EMSGSIZE when `length` is over SHBF_MESSAGE_MAX or negative.
+ * -EMSGSIZE when `length` is over SHBF_MESSAGE_MAX or negative. One whose connection has ended is no receiver
+ * any more, also before code 3 tells of it.
  */
 int32_t shbfev_brd_send_message(shbfev_brd_t *brd, int32_t receiver, const void *bytes, int32_t length);
 int32_t shbfev_brd_broadcast_message(shbfev_brd_t *brd, const void *bytes, int32_t length);
 
 /*
  * Closes the channel: its path is removed, receivers see the end, no callback runs again. Not to be called
- * from a callback of the same channel. The handle stays valid (and costs a few hundred bytes) for threads
- * that still hold it: what they allocate is memory that nobody else sees, given back to the system when the
- * last buffer is free, and what they broadcast reaches nobody.
+ * from a callback of the same channel. The handle stays valid (and costs one or two kilobytes) for threads
+ * that still hold it: what they allocate is given back to the system when the last buffer is free, and what
+ * they broadcast reaches nobody.
  */
 void shbfev_brd_destroy(shbfev_brd_t *brd);
 

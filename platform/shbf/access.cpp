@@ -27,7 +27,10 @@ bool is_sound(const shbf_access_t &access) {
 
 int take_answer(int fd, shbf_access_t *access) {
     AccessPacket packet{};
-    const int length = packet_receive(fd, &packet, sizeof packet, nullptr, false);
+    const int length = packet_receive_answer(fd, &packet, sizeof packet);
+    if (length < 0) {
+        return length;
+    }
     if (length == static_cast<int>(sizeof packet) && packet.kind == Kind::access && is_sound(packet.access)) {
         *access = packet.access;
         return 0;

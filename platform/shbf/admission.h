@@ -2,8 +2,8 @@
  * A channel's policy at work: who is let in, what a receiver may send, and the log lines about those who are
  * turned away. Used by the loop side of a channel (broadcaster.cpp) on its loop thread alone.
  *
- * A line names the channel, the other process and the reason. Of each channel there are at most ten a minute,
- * whatever others try; how many were left out stands in the next one.
+ * A line names the channel, the other process and the reason. Of each channel there are ten at once and ten a
+ * minute in the long run, whatever others try; how many were left out stands in the next one.
  */
 #ifndef SHBF_ADMISSION_H
 #define SHBF_ADMISSION_H
@@ -20,8 +20,7 @@ struct Credentials {
     gid_t gid;
 };
 
-/* At most `count` things in any stretch of `period_ms`, a burst of as many included; in the long run `count`
- * each period. Zeroed, it has all its burst. */
+/* `count` things at once, and in the long run `count` in each `period_ms`. Zeroed, it has all its burst. */
 struct Rate {
     uint64_t used; // in units of 1 / period_ms thing
     int64_t seen_ms;

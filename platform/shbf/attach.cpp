@@ -15,18 +15,22 @@ using namespace shbf;
 
 namespace {
 
-/* A receiver with a link page of its own; *page_fd is the descriptor to hand over. */
+/* A receiver with a link page of its own; *page_fd is the descriptor to hand over, or, when there is none,
+ * why not: a negative errno value. */
 Receiver *make_receiver(int fd, uint32_t window, int *page_fd) {
-    Receiver *receiver = static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
     *page_fd = memory_file_create("shbf-link", link_page_bytes);
-    void *memory = *page_fd < 0
-                       ? MAP_FAILED
-                       : mmap(nullptr, link_page_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, *page_fd, 0);
-    if (receiver == nullptr || memory == MAP_FAILED) {
-        free(receiver);
-        if (*page_fd >= 0) {
-            close(*page_fd);
+    if (*page_fd < 0) {
+        return nullptr;
+    }
+    void *memory = mmap(nullptr, link_page_bytes, PROT_READ | PROT_WRITE, MAP_SHARED, *page_fd, 0);
+    Receiver *receiver =
+        memory == MAP_FAILED ? nullptr : static_cast<Receiver *>(calloc(1, sizeof(Receiver)));
+    if (receiver == nullptr) {
+        if (memory != MAP_FAILED) {
+            munmap(memory, link_page_bytes);
         }
+        close(*page_fd);
+        *page_fd = -ENOMEM;
         return nullptr;
     }
     receiver->fd = fd;
@@ -42,6 +46,19 @@ void free_receiver(Receiver *receiver) {
     free(receiver);
 }
 
+/* The numbers begin again only after so long that nobody remembers; and not with one that is still there. */
+int32_t next_id(Channel *channel) {
+    bool taken = true;
+    while (taken) {
+        channel->last_id = channel->last_id == INT32_MAX ? 1 : channel->last_id + 1;
+        taken = false;
+        for (const Receiver *other : channel->receivers) {
+            taken |= other != nullptr && other->id == channel->last_id;
+        }
+    }
+    return channel->last_id;
+}
+
 /* Finds a place, and welcomes. The lock is held while Welcome is sent, so that a peer that has its Welcome is
  * sure to get the next frame. */
 int welcome(Channel *channel, Receiver *receiver, int page_fd) {
@@ -53,8 +70,7 @@ int welcome(Channel *channel, Receiver *receiver, int page_fd) {
     if (channel->closed || index == receivers_max) {
         return -ENOSPC;
     }
-    channel->last_id = channel->last_id == INT32_MAX ? 1 : channel->last_id + 1;
-    receiver->id = channel->last_id;
+    receiver->id = next_id(channel);
     receiver->index = index;
     const Welcome packet = {Kind::welcome, wire_magic, wire_version, receiver->id, slots_max, index};
     const int result = packet_send(receiver->fd, &packet, sizeof packet, page_fd);
@@ -91,7 +107,7 @@ int32_t shbf_channel_attach(Channel *channel, int fd, uint32_t window, Receiver 
     int page_fd;
     Receiver *made = make_receiver(fd, window, &page_fd);
     if (made == nullptr) {
-        return -ENOMEM;
+        return page_fd;
     }
     const int result = welcome(channel, made, page_fd);
     close(page_fd);

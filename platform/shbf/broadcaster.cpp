@@ -216,7 +216,8 @@ bool take_hello(Peer *peer, const uint8_t *bytes, int length) {
         answer(peer, hello.role);
         return false;
     }
-    const int error = attach(peer, hello.window);
+    int error = attach(peer, hello.window);
+    error = error == EAGAIN ? ENOBUFS : error; // its socket is empty: the kernel is short of memory
     if (error == EPIPE || error == ECONNRESET) {
         drop_peer(peer, Goodbye::silent); // it is gone already
         return false;
@@ -344,18 +345,49 @@ Peer *oldest_refused(const shbfev_brd_t *brd) {
     return oldest;
 }
 
-/* So those who may not attach never keep out those who may. */
-void make_room(shbfev_brd_t *brd) {
-    Peer *oldest = brd->peer_count < peers_max ? nullptr : oldest_refused(brd);
+uint32_t waiting_of(const shbfev_brd_t *brd, uid_t uid) {
+    uint32_t count = 0;
+    for (const Peer *peer = brd->peers; peer != nullptr; peer = peer->next) {
+        count += peer->receiver == nullptr && peer->who.uid == uid ? 1 : 0;
+    }
+    return count;
+}
+
+/* Of those who have not said Hello: the one that has waited longest, of the user who has most of them. Null
+ * when nobody has more than `uid`, with one more, would have. */
+Peer *oldest_of_the_crowd(const shbfev_brd_t *brd, uid_t uid) {
+    Peer *oldest = nullptr;
+    uint32_t most = waiting_of(brd, uid) + 1;
+    for (Peer *peer = brd->peers; peer != nullptr; peer = peer->next) {
+        const uint32_t waiting = peer->receiver == nullptr ? waiting_of(brd, peer->who.uid) : 0;
+        if (waiting > most || (oldest != nullptr && waiting == most && peer->who.uid == oldest->who.uid)) {
+            most = waiting;
+            oldest = peer;
+        }
+    }
+    return oldest;
+}
+
+/* So those who may not attach never keep out those who may, nor one user all others by saying nothing. */
+void make_room(shbfev_brd_t *brd, uid_t uid) {
+    if (brd->peer_count < peers_max) {
+        return;
+    }
+    Peer *oldest = oldest_refused(brd);
     if (oldest != nullptr) {
         refuse(oldest, oldest->refusal);
+        return;
+    }
+    oldest = oldest_of_the_crowd(brd, uid);
+    if (oldest != nullptr) {
+        refuse(oldest, ENOSPC);
     }
 }
 
 void add_peer(shbfev_brd_t *brd, int fd) {
     Credentials who;
     const int refusal = admission_of_peer(&brd->admission, fd, &who);
-    make_room(brd);
+    make_room(brd, who.uid);
     Peer *peer = brd->peer_count < peers_max ? static_cast<Peer *>(calloc(1, sizeof(Peer))) : nullptr;
     if (peer == nullptr) {
         admission_log(&brd->admission, who, ENOSPC);
@@ -378,6 +410,7 @@ void add_peer(shbfev_brd_t *brd, int fd) {
     ev_timer_init(&peer->hello_timeout, on_hello_timeout, hello_timeout_s, 0.0);
     peer->io.data = peer->hello_timeout.data = peer;
     ev_io_start(brd->loop, &peer->io);
+    ev_now_update(brd->loop); // its time counts from now, not from when the loop last looked at the clock
     ev_timer_start(brd->loop, &peer->hello_timeout);
 }
 
@@ -399,6 +432,7 @@ void on_connection(struct ev_loop *loop, ev_io *watcher, int /*revents*/) {
     case ENOMEM:
         // The connection waits in the backlog, and would wake the loop again at once.
         ev_io_stop(loop, watcher);
+        ev_timer_set(&brd->accept_pause, accept_pause_s, 0.0); // one that has run out has no time left
         ev_timer_start(loop, &brd->accept_pause);
         break;
     default:

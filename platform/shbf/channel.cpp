@@ -80,15 +80,17 @@ void shbf_channel_init(Channel *channel) {
 }
 
 /* The owner of a buffer keeps its arena where it is, so for an owned buffer the answer is right and stays so;
- * for any other address the caller looks again under the channel's lock. */
+ * for any other address the caller looks again under the channel's lock. The size is that of this arena, and
+ * not of one that has taken its place meanwhile, when the arena is still there after it was read. */
 Channel *shbf_channel_of(const void *buffer) {
     const uintptr_t wanted = reinterpret_cast<uintptr_t>(buffer);
     Channel *channel = all_channels.load(std::memory_order_acquire);
     for (; channel != nullptr; channel = channel->next) {
         for (uint32_t place = 0; place < arenas_max; ++place) {
             const uint8_t *base = channel->memory.base[place].load(std::memory_order_acquire);
-            const uint32_t bytes = channel->memory.bytes[place].load(std::memory_order_relaxed);
-            if (base != nullptr && wanted - reinterpret_cast<uintptr_t>(base) < bytes) {
+            const uint32_t bytes = channel->memory.bytes[place].load(std::memory_order_acquire);
+            const bool still = channel->memory.base[place].load(std::memory_order_relaxed) == base;
+            if (base != nullptr && still && wanted - reinterpret_cast<uintptr_t>(base) < bytes) {
                 return channel;
             }
         }
@@ -106,6 +108,7 @@ void *shbf_channel_alloc(Channel *channel, uint32_t size) {
         return nullptr;
     }
     bell_open(channel);
+    grow_if_short(channel, size, &turn);
     give_up_idle(channel, &turn);
     Arena *arena = channel->memory.arena;
     const Block *block = arena_alloc(arena, size);
@@ -152,6 +155,7 @@ int32_t shbf_channel_broadcast(Channel *channel, void *buffer) {
         return -EINVAL;
     }
     reap(channel);
+    grow_if_short(channel, 0, &turn);
     number(channel, block);
     int32_t reached = 0;
     for (Receiver *receiver : channel->receivers) {
@@ -184,6 +188,7 @@ int32_t shbf_channel_send(Channel *channel, int32_t receiver_id, void *buffer) {
     if (was_sent(receiver, block)) {
         return -EALREADY;
     }
+    grow_if_short(channel, 0, &turn);
     number(channel, block);
     return give(channel, receiver, place, &turn) ? 0 : -EAGAIN;
 }
@@ -202,7 +207,8 @@ struct Addressees {
 void address(Channel *channel, int32_t receiver_id, Addressees *addressees) {
     const Turn turn(channel);
     for (Receiver *receiver : channel->receivers) {
-        if (receiver != nullptr && (receiver_id == everyone || receiver->id == receiver_id)) {
+        if (receiver != nullptr && !receiver->given_up &&
+            (receiver_id == everyone || receiver->id == receiver_id)) {
             addressees->frames[addressees->pinned.count] = receiver->pushed;
             pin(&addressees->pinned, receiver);
             ++receiver->begun;
@@ -252,10 +258,9 @@ int32_t shbf_channel_message(Channel *channel, int32_t receiver_id, const void *
     if (receiver_id == everyone) {
         return reached;
     }
-    if (pinned.count == 0) {
-        return -ENOENT;
-    }
-    return reached == 1 ? 0 : -EAGAIN;
+    const bool gone =
+        pinned.count == 0 || addressees.result[0] == -EPIPE || addressees.result[0] == -ECONNRESET;
+    return reached == 1 ? 0 : gone ? -ENOENT : -EAGAIN;
 }
 
 void shbf_channel_close(Channel *channel) {

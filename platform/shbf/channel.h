@@ -6,8 +6,8 @@
  * time, also after channel_close. Exported from libshbf for libshbfev alone; not part of the public contract.
  *
  * Locks: Channel::lock guards the arena and the receivers. It is never held across a system call on the way
- * of a frame; only attaching, and the first frame in a new arena, make some under it. There is no second
- * lock.
+ * of a frame (the clock is none, where the C library reads it by itself); attaching and detaching, and the
+ * first frame in a new arena, make some under it. There is no second lock.
  */
 #ifndef SHBF_CHANNEL_H
 #define SHBF_CHANNEL_H
@@ -59,6 +59,7 @@ struct Memory {
     uint32_t last_number;
     uint32_t full_bytes; // what an arena has that is not shrunk
     uint32_t largest;    // the largest buffer that was asked for of late
+    uint32_t patience;   // allocations in which little was needed, before it is shrunk
     Usage usage;
     // Where the arenas are, for finding the channel of a buffer without the lock; by number % arenas_max.
     std::atomic<uint8_t *> base[arenas_max];
@@ -113,7 +114,7 @@ PLATFORM_API int32_t shbf_channel_message(shbf::Channel *channel, int32_t receiv
 
 /*
  * Takes over the socket `fd` of a peer that said a valid Hello, and welcomes it.
- * Result: 0 with *receiver set, referenced for the caller; -ENOSPC when there is no place, or another
+ * Result: 0 with *receiver set; -ENOSPC when there is no place, or another
  * negative errno value: `fd` is then still the caller's.
  */
 PLATFORM_API int32_t shbf_channel_attach(shbf::Channel *channel, int fd, uint32_t window,
@@ -123,8 +124,8 @@ PLATFORM_API int32_t shbf_channel_attach(shbf::Channel *channel, int fd, uint32_
 PLATFORM_API void shbf_channel_detach(shbf::Channel *channel, shbf::Receiver *receiver);
 
 /*
- * After the last receiver has been detached: threads that still use the channel get private memory from now
- * on and reach nobody.
+ * After the last receiver has been detached: threads that still use the channel reach nobody, and get private
+ * memory as soon as no buffer from before is left.
  */
 PLATFORM_API void shbf_channel_close(shbf::Channel *channel);
 

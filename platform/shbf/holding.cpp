@@ -14,7 +14,7 @@ bool holds(const Receiver *receiver, const Block *block) {
 uint32_t now_ms() {
     timespec now;
     clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-    return static_cast<uint32_t>(now.tv_sec * 1000 + now.tv_nsec / 1000000);
+    return static_cast<uint32_t>(now.tv_sec) * 1000 + static_cast<uint32_t>(now.tv_nsec / 1000000);
 }
 
 void let_go(Arena *arena, Receiver *receiver, Block *block) {
@@ -62,6 +62,16 @@ const Block *held_too_long(const Arena *arena) {
         }
     }
     return oldest;
+}
+
+/* Stopped, hanging, or up to no good: they must not cost the others theirs. */
+void give_up_holders(Channel *channel, const Block *block, Turn *turn) {
+    for (uint32_t holders = block->holders; holders != 0; holders &= holders - 1) {
+        Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
+        receiver->given_up = true;
+        take_back(channel, receiver);
+        turn->report(receiver, ETIMEDOUT);
+    }
 }
 
 } // namespace
@@ -127,19 +137,24 @@ void forget(Channel *channel, const Receiver *receiver) {
     });
 }
 
-/* Stopped, hanging, or up to no good: they must not cost the others theirs. */
+void grow_if_short(Channel *channel, uint32_t size, Turn *turn) {
+    const Memory *memory = &channel->memory;
+    if (memory->arena == nullptr || memory->arena->size >= memory->full_bytes ||
+        pressure(channel) != Pressure::high) {
+        return;
+    }
+    // As long as the arena before is there, this one stays.
+    const Block *block = nullptr;
+    while (memory->retired != nullptr && (block = held_too_long(memory->retired)) != nullptr) {
+        give_up_holders(channel, block, turn);
+    }
+    fit_arena(channel, size);
+}
+
 void give_up_idle(Channel *channel, Turn *turn) {
-    while (pressure(channel) == Pressure::high) {
-        const Block *block = held_too_long(channel->memory.arena);
-        if (block == nullptr) {
-            return;
-        }
-        for (uint32_t holders = block->holders; holders != 0; holders &= holders - 1) {
-            Receiver *receiver = channel->receivers[__builtin_ctz(holders)];
-            receiver->given_up = true;
-            take_back(channel, receiver);
-            turn->report(receiver, ETIMEDOUT);
-        }
+    const Block *block = nullptr;
+    while (pressure(channel) == Pressure::high && (block = held_too_long(channel->memory.arena)) != nullptr) {
+        give_up_holders(channel, block, turn);
     }
 }
 

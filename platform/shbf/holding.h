@@ -8,8 +8,8 @@
  * sequence to the block's word of its release table, which is looked at when it matters (reap: before
  * allocating and publishing); or by detaching or dying, which clears its bit everywhere (take_back, forget);
  * or it is given up, when it sits on memory that others need (give_up_idle). Either way its link page
- * tells it first that its frames are no longer its own. Sequences are not used twice, so an old word in a
- * table matches nothing.
+ * tells it first that its frames are no longer its own. Sequences begin again after 2^32 publications only
+ * (3 years of sound), so an old word in a table matches nothing.
  */
 #ifndef SHBF_HOLDING_H
 #define SHBF_HOLDING_H
@@ -53,6 +53,10 @@ void take_back(Channel *channel, Receiver *receiver);
 
 /* The next receiver of this index has been sent nothing yet. */
 void forget(Channel *channel, const Receiver *receiver);
+
+/* When the arena is smaller than it may be, and too small for another `size` bytes or for what receivers
+ * hold: a full one takes its place. Who has held the arena before for too long is given up for it. */
+void grow_if_short(Channel *channel, uint32_t size, Turn *turn);
 
 /* While memory is short: gives up receivers that keep theirs for too long. */
 void give_up_idle(Channel *channel, Turn *turn);

@@ -153,14 +153,17 @@ int take_frame(Link *link, const Frame &frame, shbf_event_t *event) {
     }
     Mapping *mapping = &link->arenas[frame.arena % arenas_max];
     __atomic_fetch_add(&mapping->held, 1, __ATOMIC_RELAXED);
-    __atomic_store_n(&link->taken[frame.slot], frame.sequence, __ATOMIC_RELEASE);
+    // The receiver's own number of it, for the release: a broadcaster could give two frames the same one, and
+    // a second release of the first would be the other's.
+    const uint32_t taking = link->entries == 0 ? 1 : link->entries;
+    __atomic_store_n(&link->taken[frame.slot], taking, __ATOMIC_RELEASE);
     event->kind = SHBF_EVENT_FRAME;
     event->frame.data = mapping->base + frame.offset;
     event->frame.size = frame.size;
     event->frame.number = frame.sequence;
     event->frame.skipped = frame.skipped;
     event->frame.slot = frame.slot;
-    event->frame.sequence = frame.sequence;
+    event->frame.taking = taking;
     return 1;
 }
 
@@ -376,14 +379,14 @@ bool shbf_link_intact(const Link *link) {
 // What the page says of a frame is not asked: the broadcaster can write it too. The count is down before the
 // broadcaster can see the word, since it may answer with an arena in this one's place.
 void shbf_link_release(Link *link, const shbf_frame_t *frame) {
-    uint32_t taken = frame->sequence;
+    uint32_t taken = frame->taking;
     if (frame->slot >= slots_max || taken == 0 ||
         !__atomic_compare_exchange_n(&link->taken[frame->slot], &taken, 0, false, __ATOMIC_ACQ_REL,
                                      __ATOMIC_RELAXED)) {
         return;
     }
     __atomic_fetch_sub(&link->arenas[frame->slot / arena_slots].held, 1, __ATOMIC_RELEASE);
-    link->page->released[frame->slot].store(frame->sequence, std::memory_order_release);
+    link->page->released[frame->slot].store(frame->number, std::memory_order_release);
 }
 
 int32_t shbf_link_send(const Link *link, const void *bytes, uint32_t length) {

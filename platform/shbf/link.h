@@ -44,8 +44,8 @@ struct Link {
     uint32_t entries;           // taken from the ring
     uint32_t packets;           // taken from the socket, behind Welcome
     Mapping arenas[arenas_max]; // by number % arenas_max
-    uint32_t taken[slots_max];  // sequence of the frame that it has in each slot; 0: none; atomic
-    uint8_t *packet;            // one packet at a time, and a zero behind it
+    uint32_t taken[slots_max]; // which taking, from 1, of the frame that it has in each slot; 0: none; atomic
+    uint8_t *packet;           // one packet at a time, and a zero behind it
     // a message in `packet` that waits for the frames before it
     bool message_waits;
     uint32_t message_length;

@@ -10,7 +10,7 @@ uint32_t at_least(uint32_t bytes) {
 
 void show(Memory *memory, const Arena *arena, uint8_t *base) {
     const uint32_t place = arena->number % arenas_max;
-    memory->bytes[place].store(base == nullptr ? 0 : arena->size, std::memory_order_relaxed);
+    memory->bytes[place].store(base == nullptr ? 0 : arena->size, std::memory_order_release);
     memory->base[place].store(base, std::memory_order_release);
 }
 
@@ -32,14 +32,16 @@ bool open_arena(Channel *channel, uint32_t bytes) {
     return true;
 }
 
-/* Stays with the arena that there is when memory is short. */
-void replace_arena(Channel *channel, uint32_t bytes) {
+/* Stays with the arena that there is, and says false, when memory is short. */
+bool replace_arena(Channel *channel, uint32_t bytes) {
     Memory *memory = &channel->memory;
     Arena *before = memory->arena;
-    if (memory->retired == nullptr && !channel->closed && open_arena(channel, bytes)) {
-        memory->retired = before;
-        tidy(channel);
+    if (memory->retired != nullptr || channel->closed || !open_arena(channel, bytes)) {
+        return false;
     }
+    memory->retired = before;
+    tidy(channel);
+    return true;
 }
 
 bool is_short(const Channel *channel, uint32_t size) {
@@ -57,13 +59,15 @@ void note_use(Memory *memory, uint32_t size) {
     }
 }
 
-/* Grows at once, shrinks after long. */
+} // namespace
+
 void fit_arena(Channel *channel, uint32_t size) {
     Memory *memory = &channel->memory;
     if (memory->arena->size < memory->full_bytes && is_short(channel, size)) {
-        replace_arena(channel, memory->full_bytes);
+        const bool grown = replace_arena(channel, memory->full_bytes);
+        memory->patience *= grown && memory->patience < shrink_after_most ? 2 : 1;
         memory->usage = {};
-    } else if (memory->usage.allocations >= shrink_after) {
+    } else if (memory->usage.allocations >= memory->patience) {
         const Usage usage = memory->usage;
         memory->usage = {};
         memory->largest = usage.largest < memory->full_bytes ? usage.largest : memory->largest;
@@ -73,8 +77,6 @@ void fit_arena(Channel *channel, uint32_t size) {
         }
     }
 }
-
-} // namespace
 
 Pressure pressure(const Channel *channel) {
     const uint64_t room = arena_room(channel->memory.arena);
@@ -86,6 +88,7 @@ bool provide_arena(Channel *channel, uint32_t size) {
     Memory *memory = &channel->memory;
     if (memory->arena == nullptr) {
         memory->full_bytes = at_least(size * arena_buffers);
+        memory->patience = shrink_after;
         if (!open_arena(channel, memory->full_bytes)) {
             return false;
         }

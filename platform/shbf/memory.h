@@ -22,6 +22,10 @@ constexpr uint32_t arena_least_bytes = 65536;
 /* So many allocations in which little was needed, before an arena is replaced by a smaller one: 17 s of video
  * at 15 frames a second. */
 constexpr uint32_t shrink_after = 256;
+/* Each time that it was a mistake, twice as many, up to this: 19 hours. A receiver that keeps the arenas it
+ * was sent keeps their memory, too, so nobody should be able to make the channel produce one after the other.
+ */
+constexpr uint32_t shrink_after_most = 1u << 20;
 
 enum class Pressure { none, some, high };
 
@@ -31,6 +35,9 @@ Pressure pressure(const Channel *channel);
 /* Before `size` bytes are allocated, and after what was released has been taken back: makes the arena, or
  * another one if it is no longer the right one. False when there is none: memory is short. */
 bool provide_arena(Channel *channel, uint32_t size);
+
+/* What provide_arena does last, for when there has been room made: grows at once, shrinks after long. */
+void fit_arena(Channel *channel, uint32_t size);
 
 /* Closes arenas that are not needed any more. */
 void tidy(Channel *channel);

@@ -12,7 +12,8 @@ namespace shbf {
 
 /*
  * A new memory file of `size` bytes of zeros, all of it allocated, so that no later access can fail for want
- * of memory; sealed against shrinking and growing, so that no other process can make an access fail.
+ * of memory; sealed against shrinking and growing, so that no other process can make an access fail. (Who may
+ * write it can give its pages back; the next access takes new ones, and fails if the system has none left.)
  */
 int memory_file_create(const char *name, uint32_t size);
 

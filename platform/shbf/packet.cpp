@@ -97,7 +97,17 @@ int packet_receive(int fd, void *packet, size_t capacity, int *passed, bool wait
         }
         return -EMSGSIZE;
     }
-    return static_cast<int>(length);
+    // The kernel drops the one that finds no place in this process.
+    const bool dropped = passed != nullptr && *passed < 0 && (message.msg_flags & MSG_CTRUNC) != 0;
+    return dropped ? -EMFILE : static_cast<int>(length);
+}
+
+int packet_receive_answer(int fd, void *packet, size_t capacity) {
+    int length = packet_receive(fd, packet, capacity, nullptr, false);
+    if (length == -ECONNRESET) {
+        length = packet_receive(fd, packet, capacity, nullptr, false);
+    }
+    return length == 0 || length == -ECONNRESET ? -EPIPE : length;
 }
 
 } // namespace shbf

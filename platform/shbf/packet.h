@@ -23,9 +23,17 @@ int packet_send_message(int fd, const void *bytes, uint32_t length, uint32_t fra
  * when none did; more than one are closed); without, all are refused. Waits if `wait` is true.
  *
  * Result: the packet's length, 0 at the end of the connection, -EMSGSIZE when it was longer, -EAGAIN when
- * there is none, or another negative errno value.
+ * there is none, -EMFILE when its descriptor found no place in this process (the packet is lost), or another
+ * negative errno value.
  */
 int packet_receive(int fd, void *packet, size_t capacity, int *passed, bool wait);
+
+/*
+ * The same for the one packet that answers a question: without descriptor, does not wait. Who answers may
+ * close with the question unread, which the system tells first. Result: the packet's length, or a negative
+ * errno value; -EPIPE when the end came without an answer.
+ */
+int packet_receive_answer(int fd, void *packet, size_t capacity);
 
 } // namespace shbf
 

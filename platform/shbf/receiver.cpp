@@ -4,6 +4,7 @@
 #include "shbf/packet.h"
 
 #include <errno.h>
+#include <limits.h>
 #include <poll.h>
 #include <stdlib.h>
 #include <string.h>
@@ -18,6 +19,8 @@ struct shbf_rcv {
 namespace {
 
 constexpr int attach_timeout_default_ms = 2000;
+/* So many packets in a row that are neither frame nor message, and it is time to look at the clock. */
+constexpr uint32_t idle_rounds_most = 64;
 static_assert(SHBF_HOLD_LIMIT_MS == hold_limit_ms);
 
 int64_t now_ms() {
@@ -56,7 +59,10 @@ int attach(Link *link, const char *path, uint32_t window, int timeout_ms) {
 /* What the broadcaster answers to a query. */
 int take_answer(int fd, shbf_channel_info_t *info) {
     Info answer;
-    const int length = packet_receive(fd, &answer, sizeof answer, nullptr, false);
+    const int length = packet_receive_answer(fd, &answer, sizeof answer);
+    if (length < 0) {
+        return length;
+    }
     if (length == static_cast<int>(sizeof answer) && answer.kind == Kind::info) {
         *info = {answer.receivers,  answer.published, answer.skipped, answer.arena_bytes,
                  answer.arena_used, answer.buffers,   answer.pid};
@@ -78,7 +84,9 @@ PLATFORM_API shbf_rcv_t *shbf_rcv_open(const char *path, const shbf_rcv_options_
     }
     const uint32_t timeout_ms = options == nullptr ? 0 : options->attach_timeout_ms;
     const int result = attach(&receiver->link, path, options == nullptr ? 0 : options->window,
-                              timeout_ms == 0 ? attach_timeout_default_ms : static_cast<int>(timeout_ms));
+                              timeout_ms == 0        ? attach_timeout_default_ms
+                              : timeout_ms > INT_MAX ? INT_MAX
+                                                     : static_cast<int>(timeout_ms));
     if (result < 0) {
         shbf_link_close(&receiver->link);
         free(receiver);
@@ -97,7 +105,10 @@ PLATFORM_API int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, in
     Link *link = &receiver->link;
     const int64_t deadline_ms = timeout_ms <= 0 ? 0 : now_ms() + timeout_ms;
     int result = 0;
-    while (result == 0) {
+    for (uint32_t rounds = 1; result == 0; ++rounds) {
+        if (rounds % idle_rounds_most == 0 && timeout_ms >= 0 && now_ms() >= deadline_ms) {
+            return 0; // the descriptor is readable still
+        }
         result = shbf_link_take(link, event);
         if (result != -EAGAIN) {
             continue;

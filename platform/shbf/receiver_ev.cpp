@@ -89,7 +89,7 @@ void serve(shbfev_rcv_t *receiver) {
         return;
     }
     receiver->closed = nullptr;
-    if (served == events_per_turn) {
+    if (served == events_per_turn && !ev_is_active(&receiver->again)) {
         ev_timer_set(&receiver->again, 0.0, 0.0);
         ev_timer_start(receiver->loop, &receiver->again);
     }

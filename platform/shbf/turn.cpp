@@ -39,9 +39,14 @@ void wake_on_word(const Pinned &sleepers) {
 
 void wake_on_socket(const Pinned &sleepers) {
     for (uint32_t i = 0; i < sleepers.count; ++i) {
-        // No room: then there is something to read, and it does not sleep.
+        // If there is no room it has something to read; but the kernel may be short of memory, too. Whatever
+        // comes next tries again.
         const Wake packet = {Kind::wake};
-        packet_send(sleepers.receivers[i]->fd, &packet, sizeof packet, -1);
+        uint32_t roused = awake;
+        if (packet_send(sleepers.receivers[i]->fd, &packet, sizeof packet, -1) != 0) {
+            sleepers.receivers[i]->page->asleep.compare_exchange_strong(roused, asleep_on_socket,
+                                                                        std::memory_order_release);
+        }
     }
 }
 

@@ -82,10 +82,12 @@ struct Refused {
     int32_t error; // an errno value
 };
 
-/* What a refusal comes to, negative. It may be anything: what is no errno value is an error of protocol. */
+/* What a refusal comes to, negative. It may be anything: what is no errno value, or one by which receivers
+ * say that nothing has happened yet, is an error of protocol. */
 inline int reason_of(const Refused &refused) {
     constexpr int32_t errno_max = 4095;
-    const bool sound = refused.kind == Kind::refused && refused.error > 0 && refused.error <= errno_max;
+    const bool sound = refused.kind == Kind::refused && refused.error > 0 && refused.error <= errno_max &&
+                       refused.error != EAGAIN && refused.error != EINTR;
     return sound ? -refused.error : -EPROTO;
 }
 
@@ -167,8 +169,9 @@ static_assert(sizeof(Word) == 4);
  *
  * `asleep`: a receiver that found nothing says how it is going to sleep, and then looks at `pushed` and
  * `packets` once more. The broadcaster, after it has changed one of them, looks at `asleep`; when it is not
- * `awake`, makes it so, and wakes the receiver. Between write and look each side has a full fence, so one of
- * them sees the other's. Who is awake, or is being woken, costs no system call.
+ * `awake`, makes it so, and wakes the receiver; but a packet itself wakes who sleeps on the socket. Between
+ * write and look each side has a full fence, so one of them sees the other's. Who is awake, or is being
+ * woken, costs no system call.
  *
  * What the broadcaster writes it never reads again, so what a receiver scribbles there harms only itself.
  * Words that different sides write are in cache lines of their own.

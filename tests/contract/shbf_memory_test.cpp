@@ -136,8 +136,13 @@ TEST_F(ShbfMemory, ABufferLargerThanTheSmallArenaBringsTheFullOneBack) {
 TEST_F(ShbfMemory, ReceiversFollowFromOneArenaToTheNextAndMissNothing) {
     open();
     for (int turn = 0; turn < 3; ++turn) {
-        // What was needed much at the end of the turn before is still in the first half.
-        for (uint32_t i = 0; i <= 2 * shbf::shrink_after; ++i) {
+        // Each time that the full one has to come back it takes twice as many. What was needed much at the
+        // end of the turn before is still in the first half.
+        const uint32_t patience = shbf::shrink_after << turn;
+        for (uint32_t i = 0; i <= 2 * patience; ++i) {
+            if (i == patience / 2 + 10) {
+                EXPECT_EQ(query().arena_bytes, in_pages(full_bytes));
+            }
             publish(1000);
             const shbf_frame_t frame = next();
             ASSERT_TRUE(filled(frame, fill_));
@@ -181,6 +186,59 @@ TEST_F(ShbfMemory, WhatIsHeldInTheOldArenaStaysUntilItIsReleased) {
     EXPECT_EQ(query().arena_bytes, in_pages(2 * capacity + 2 * 1024));
 }
 
+TEST_F(ShbfMemory, WhoHoldsOnToTheOldArenaDoesNotKeepTheFullOneAway) {
+    open();
+    publish(1000);
+    next(); // and never released
+    for (uint32_t i = 0; i <= shbf::shrink_after; ++i) {
+        publish(1000);
+        release(next());
+    }
+    ASSERT_EQ(query().arena_bytes, in_pages(full_bytes) + in_pages(2 * capacity + 2 * 1024)) << "both";
+    EXPECT_TRUE(eventually([&] {
+        void *large = shbfev_brd_alloc(channel_.brd, 3 * capacity);
+        shbf_free(large);
+        return large != nullptr;
+    }));
+    EXPECT_EQ(query().arena_bytes, in_pages(full_bytes));
+    EXPECT_EQ(shbf_rcv_intact(receiver_.get()), 0) << "it is told";
+}
+
+TEST_F(ShbfMemory, WhoHoldsOnToTheOldArenaDoesNotCostTheOthersTheirs) {
+    open();
+    publish(1000);
+    next();
+    const std::unique_ptr<shbf_rcv_t, Close> good(shbf_rcv_open(path, nullptr));
+    ASSERT_NE(good, nullptr);
+    shbf_frame_t kept{};
+    const auto one_more = [&](uint32_t size) { // it keeps up, and has one in hand
+        void *buffer = shbfev_brd_alloc(channel_.brd, capacity);
+        if (buffer != nullptr) {
+            shbf_set_size(buffer, size);
+            shbfev_brd_broadcast(channel_.brd, buffer);
+        }
+        shbf_event_t event{};
+        if (shbf_rcv_next(good.get(), &event, 0) == 1) {
+            shbf_rcv_release(good.get(), &kept);
+            kept = event.frame;
+        }
+        shbf_event_t ignored{};
+        if (shbf_rcv_next(receiver_.get(), &ignored, 0) == 1) {
+            shbf_rcv_release(receiver_.get(), &ignored.frame);
+        }
+    };
+    for (uint32_t i = 0; i <= shbf::shrink_after + 1; ++i) {
+        one_more(1000);
+    }
+    ASSERT_LT(query().arena_bytes, 2 * in_pages(full_bytes));
+    EXPECT_TRUE(eventually([&] {
+        one_more(capacity);
+        return query().arena_bytes == in_pages(full_bytes);
+    })) << "what was held back is free, and the full arena there";
+    EXPECT_EQ(shbf_rcv_intact(good.get()), 1);
+    EXPECT_EQ(shbf_rcv_intact(receiver_.get()), 0);
+}
+
 TEST_F(ShbfMemory, ABufferThatWasAllocatedInTheOldArenaCanBePublished) {
     open();
     void *buffer = shbfev_brd_alloc(channel_.brd, capacity);
@@ -203,6 +261,14 @@ TEST_F(ShbfMemory, ABufferThatWasAllocatedInTheOldArenaCanBePublished) {
     EXPECT_TRUE(filled(event.frame, 77));
     shbf_rcv_release(late.get(), &event.frame);
     EXPECT_TRUE(eventually([&] { return query().arena_used == 0; }));
+}
+
+TEST_F(ShbfMemory, ABufferOfTheOldArenaMayBePublishedAfterTheEnd) {
+    void *buffer = shbfev_brd_alloc(channel_.brd, capacity);
+    publish_until_shrunk(1000);
+    channel_.destroy();
+    EXPECT_EQ(shbfev_brd_broadcast(channel_.brd, buffer), 0);
+    EXPECT_EQ(shbfev_brd_broadcast(channel_.brd, buffer), -EINVAL) << "it has been taken";
 }
 
 TEST_F(ShbfMemory, ADestroyedChannelKeepsNoArena) {

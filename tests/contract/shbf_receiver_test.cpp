@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -327,6 +328,17 @@ class Impostor {
         char hello[100];
         EXPECT_EQ(recv(peer_, hello, sizeof hello, 0), static_cast<ssize_t>(sizeof(shbf::Hello)));
     }
+    /* Answers, and closes with what the other said unread. */
+    template <typename Answer>
+    void turn_away(Answer answer) {
+        close(peer_);
+        peer_ = accept(fd_, nullptr, nullptr);
+        pollfd readable = {peer_, POLLIN, 0};
+        EXPECT_EQ(poll(&readable, 1, 10000), 1);
+        answer();
+        close(peer_);
+        peer_ = -1;
+    }
     template <typename Packet>
     void say(const Packet &packet, int passed = -1) {
         say_bytes(&packet, sizeof packet, passed);
@@ -481,6 +493,10 @@ TEST_F(HostileBroadcaster, ARefusalWithoutAReason) {
     EXPECT_EQ(error_of_open([&] { impostor_.say(shbf::Refused{shbf::Kind::refused, 0}); }), EPROTO);
 }
 
+TEST_F(HostileBroadcaster, ARefusalThatSaysThatNothingHasHappened) {
+    EXPECT_EQ(error_of_open([&] { impostor_.say(shbf::Refused{shbf::Kind::refused, EAGAIN}); }), EPROTO);
+}
+
 TEST_F(HostileBroadcaster, AFrameBeforeTheArena) {
     EXPECT_EQ(after_welcome([&] { push(good_frame()); }), -EPROTO);
 }
@@ -602,6 +618,40 @@ TEST_F(HostileBroadcaster, AnotherArenaInThePlaceOfOneThatIsEmpty) {
     EXPECT_EQ(shbf_rcv_next(receiver_, &event_, 5000), 1);
 }
 
+TEST_F(HostileBroadcaster, ASecondReleaseIsNotThatOfAnotherFrameOfTheSameNumber) {
+    EXPECT_EQ(after_welcome([&] {
+                  say_arena(4096, 4096, F_SEAL_SHRINK);
+                  push(good_frame());
+              }),
+              1);
+    shbf_rcv_release(receiver_, &event_.frame);
+    push(good_frame());
+    shbf_event_t second{};
+    ASSERT_EQ(shbf_rcv_next(receiver_, &second, 5000), 1);
+    shbf_rcv_release(receiver_, &event_.frame);
+    say_arena(4096, 4096, F_SEAL_SHRINK, 3);
+    shbf_event_t next{};
+    EXPECT_EQ(shbf_rcv_next(receiver_, &next, 5000), -EPROTO) << "the second is still held";
+    EXPECT_EQ(*static_cast<const uint8_t *>(second.frame.data), 0);
+}
+
+TEST_F(HostileBroadcaster, AnArenaForWhichThisProcessHasNoDescriptor) {
+    const int arena = memory_file(4096, F_SEAL_SHRINK);
+    rlimit saved{};
+    const int result = after_welcome([&] {
+        impostor_.say(shbf::ArenaPacket{shbf::Kind::arena, 4096, 1}, arena);
+        ++page_->packets;
+        getrlimit(RLIMIT_NOFILE, &saved);
+        const int highest = dup(arena);
+        close(highest);
+        const rlimit tight = {static_cast<rlim_t>(highest), saved.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &tight);
+    });
+    setrlimit(RLIMIT_NOFILE, &saved);
+    EXPECT_EQ(result, -EMFILE);
+    close(arena);
+}
+
 TEST_F(HostileBroadcaster, AnArenaWithoutANumber) {
     EXPECT_EQ(after_welcome([&] { say_arena(4096, 4096, F_SEAL_SHRINK, 0); }), -EPROTO);
 }
@@ -640,6 +690,34 @@ TEST_F(HostileBroadcaster, AQueryIsAnsweredWithGarbage) {
     shbf_channel_info_t info;
     EXPECT_EQ(shbf_channel_query(path, &info, 5000), -EPROTO);
     thread.join();
+}
+
+TEST_F(HostileBroadcaster, AQueryIsRefusedUnread) {
+    // What a channel does that has all the connections it takes; the system tells of the end first.
+    const auto refusing = [&](auto ask) {
+        std::thread thread([&] {
+            impostor_.turn_away([&] { impostor_.say(shbf::Refused{shbf::Kind::refused, ENOSPC}); });
+        });
+        EXPECT_EQ(ask(), -ENOSPC);
+        thread.join();
+    };
+    const auto ending = [&](auto ask) {
+        std::thread thread([&] { impostor_.turn_away([] {}); });
+        EXPECT_EQ(ask(), -EPIPE);
+        thread.join();
+    };
+    const auto query = [] {
+        shbf_channel_info_t info;
+        return shbf_channel_query(path, &info, 5000);
+    };
+    const auto access = [] {
+        shbf_access_t answer;
+        return shbf_channel_access(path, &answer, 5000);
+    };
+    refusing(query);
+    refusing(access);
+    ending(query);
+    ending(access);
 }
 
 TEST_F(HostileBroadcaster, AQueryIsNotAnswered) {

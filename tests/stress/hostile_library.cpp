@@ -88,7 +88,9 @@ void release_wrongly(Hostile *hostile) {
             for (int i = 0; i < 20; ++i) {
                 shbf_frame_t forged = frame;
                 forged.slot = hostile->random.below(shbf::slots_max + 10);
-                forged.sequence = frame.sequence - 4 + hostile->random.below(40);
+                const uint32_t off = hostile->random.below(40) - 4;
+                forged.taking = frame.taking + off;
+                forged.number = frame.number + off;
                 shbf_rcv_release(receiver, &forged);
             }
             shbf_rcv_release(receiver, &frame);
