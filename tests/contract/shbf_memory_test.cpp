@@ -265,7 +265,9 @@ TEST_F(ShbfMemory, ABufferThatWasAllocatedInTheOldArenaCanBePublished) {
 
 TEST_F(ShbfMemory, ABufferOfTheOldArenaMayBePublishedAfterTheEnd) {
     void *buffer = shbfev_brd_alloc(channel_.brd, capacity);
+    ASSERT_EQ(shbf_set_size(buffer, 1000), 0);
     publish_until_shrunk(1000);
+    ASSERT_GT(query().arena_bytes, in_pages(full_bytes)) << "both";
     channel_.destroy();
     EXPECT_EQ(shbfev_brd_broadcast(channel_.brd, buffer), 0);
     EXPECT_EQ(shbfev_brd_broadcast(channel_.brd, buffer), -EINVAL) << "it has been taken";
