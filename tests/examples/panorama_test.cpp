@@ -83,6 +83,13 @@ TEST_F(PanoramaExample, TurnsAndTakesAPhotoAtEachOfFiveSteps) {
     EXPECT_FALSE(std::filesystem::exists(photo(6)));
 }
 
+TEST_F(PanoramaExample, SaysThatThePhotosHaveNoPlaceToGo) {
+    system_.start();
+    const auto outcome = run_example("panorama", {directory_ + "/not-there"});
+    EXPECT_EQ(outcome.exit_code, 1) << outcome.output;
+    EXPECT_TRUE(has(outcome.output, "DIRECTORY has to exist")) << outcome.output;
+}
+
 TEST_F(PanoramaExample, TurnsTheOtherWayRound) {
     system_.start();
     const auto outcome = run_example("panorama", {directory_, "--reverse"});
