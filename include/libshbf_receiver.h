@@ -59,12 +59,12 @@ typedef struct shbf_rcv_options {
 
 /* A frame held by this receiver. */
 typedef struct shbf_frame {
-    const void *data;  /* the valid bytes, mapped read-only until the frame is released */
-    uint32_t size;     /* how many */
-    uint32_t number;   /* counts what the channel published, from 1; wraps */
-    uint32_t skipped;  /* frames and messages that this receiver has missed since it attached; wraps */
-    uint32_t slot;     /* the library's own, for the release */
-    uint32_t taking;   /* the library's own, for the release */
+    const void *data; /* the valid bytes, mapped read-only until the frame is released */
+    uint32_t size;    /* how many */
+    uint32_t number;  /* counts what the channel published, from 1; wraps */
+    uint32_t skipped; /* frames and messages that this receiver has missed since it attached; wraps */
+    uint32_t slot;    /* the library's own, for the release */
+    uint32_t taking;  /* the library's own, for the release */
 } shbf_frame_t;
 
 #define SHBF_EVENT_FRAME 1   /* `frame` is set; the receiver holds it until shbf_rcv_release */
@@ -110,7 +110,8 @@ int32_t shbf_rcv_fd(const shbf_rcv_t *receiver);
  * Waits up to `timeout_ms` (0: not at all, negative: for ever) for the next frame or message.
  * Result: 1 with *event filled; 0 when the time is up; -EPIPE when the broadcaster closed the channel, died
  * or gave this receiver up; -EPROTO when what came is not to be trusted; -ENOMEM or -EMFILE when this process
- * could not map what came, after which the receiver is of no use; -EINTR after a signal. Frames that are held can be read after every error; shbf_rcv_intact tells whether they are still what they were.
+ * could not map what came, after which the receiver is of no use; -EINTR after a signal. Frames that are held
+ * can be read after every error; shbf_rcv_intact tells whether they are still what they were.
  */
 int32_t shbf_rcv_next(shbf_rcv_t *receiver, shbf_event_t *event, int32_t timeout_ms);
 
