@@ -1,13 +1,11 @@
-// The blocking receiver, and asking a channel about itself.
+// The blocking receiver.
 
 #include "shbf/link.h"
-#include "shbf/packet.h"
 
 #include <errno.h>
 #include <limits.h>
 #include <poll.h>
 #include <stdlib.h>
-#include <string.h>
 #include <time.h>
 
 using namespace shbf;
@@ -54,25 +52,6 @@ int attach(Link *link, const char *path, uint32_t window, int timeout_ms) {
         }
     }
     return result > 0 ? -EPROTO : result;
-}
-
-/* What the broadcaster answers to a query. */
-int take_answer(int fd, shbf_channel_info_t *info) {
-    Info answer;
-    const int length = packet_receive_answer(fd, &answer, sizeof answer);
-    if (length < 0) {
-        return length;
-    }
-    if (length == static_cast<int>(sizeof answer) && answer.kind == Kind::info) {
-        *info = {answer.receivers,  answer.published, answer.skipped, answer.arena_bytes,
-                 answer.arena_used, answer.buffers,   answer.pid};
-        return 0;
-    }
-    Refused refused{};
-    if (length == static_cast<int>(sizeof refused)) {
-        memcpy(&refused, &answer, sizeof refused);
-    }
-    return reason_of(refused);
 }
 
 } // namespace
@@ -146,19 +125,4 @@ PLATFORM_API void shbf_rcv_close(shbf_rcv_t *receiver) {
         shbf_link_close(&receiver->link);
         free(receiver);
     }
-}
-
-PLATFORM_API int32_t shbf_channel_query(const char *path, shbf_channel_info_t *info, int32_t timeout_ms) {
-    const int64_t deadline_ms = now_ms() + timeout_ms;
-    Link link;
-    int result = shbf_link_open(&link, path, Role::query, 0, timeout_ms);
-    if (result == 0) {
-        result = wait_readable(link.fd, deadline_ms);
-        result = result == 0 ? -ETIMEDOUT : result;
-    }
-    if (result > 0) {
-        result = take_answer(link.fd, info);
-    }
-    shbf_link_close(&link);
-    return result;
 }

@@ -4,6 +4,7 @@
 #include "libshbf_receiver.h"
 #include "shbf/wire.h"
 #include "support/channel_fixture.h"
+#include "support/passing.h"
 
 #include <cerrno>
 #include <csignal>
@@ -344,21 +345,7 @@ class Impostor {
         say_bytes(&packet, sizeof packet, passed);
     }
     void say_bytes(const void *bytes, size_t length, int passed = -1) {
-        iovec part = {const_cast<void *>(bytes), length};
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-        msghdr message{};
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        if (passed >= 0) {
-            message.msg_control = control;
-            message.msg_controllen = sizeof control;
-            cmsghdr *header = CMSG_FIRSTHDR(&message);
-            header->cmsg_level = SOL_SOCKET;
-            header->cmsg_type = SCM_RIGHTS;
-            header->cmsg_len = CMSG_LEN(sizeof(int));
-            memcpy(CMSG_DATA(header), &passed, sizeof passed);
-        }
-        EXPECT_EQ(sendmsg(peer_, &message, MSG_NOSIGNAL), static_cast<ssize_t>(length));
+        EXPECT_EQ(support::send_passing(peer_, bytes, length, passed), static_cast<ssize_t>(length));
     }
 
   private:

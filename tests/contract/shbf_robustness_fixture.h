@@ -8,6 +8,7 @@
 #include "libshbf_receiver.h"
 #include "shbf/wire.h"
 #include "support/channel_fixture.h"
+#include "support/passing.h"
 #include "support/process.h"
 
 #include <atomic>
@@ -75,20 +76,8 @@ class Robustness : public testing::Test {
     }
     /* An empty message with a descriptor. */
     static bool send_descriptor(int fd, int descriptor) {
-        shbf::Message record = {shbf::Kind::message, 0, 0};
-        iovec part = {&record, sizeof record};
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-        msghdr message{};
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        cmsghdr *header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof(int));
-        memcpy(CMSG_DATA(header), &descriptor, sizeof descriptor);
-        return sendmsg(fd, &message, 0) > 0;
+        const shbf::Message record = {shbf::Kind::message, 0, 0};
+        return support::send_passing(fd, &record, sizeof record, descriptor) > 0;
     }
     static bool ended(int fd) {
         return support::eventually([&] {

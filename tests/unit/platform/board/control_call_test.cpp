@@ -1,6 +1,7 @@
 // One request and its reply, with a peer that answers all kinds of nonsense.
 
 #include "board/client/control_call.h"
+#include "support/passing.h"
 
 #include <cerrno>
 #include <csignal>
@@ -127,19 +128,8 @@ class ControlCallFileTest : public ControlCallTest {
         ASSERT_EQ(pipe2(ends, O_CLOEXEC), 0);
         std::string packet(reinterpret_cast<const char *>(&reply), sizeof reply);
         packet += payload;
-        iovec part = {packet.data(), packet.size()};
-        alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))] = {};
-        msghdr message{};
-        message.msg_iov = &part;
-        message.msg_iovlen = 1;
-        message.msg_control = control;
-        message.msg_controllen = sizeof control;
-        cmsghdr *header = CMSG_FIRSTHDR(&message);
-        header->cmsg_level = SOL_SOCKET;
-        header->cmsg_type = SCM_RIGHTS;
-        header->cmsg_len = CMSG_LEN(sizeof(int));
-        std::memcpy(CMSG_DATA(header), &ends[0], sizeof(int));
-        ASSERT_EQ(sendmsg(ends_[1], &message, 0), static_cast<ssize_t>(packet.size()));
+        ASSERT_EQ(support::send_passing(ends_[1], packet.data(), packet.size(), ends[0]),
+                  static_cast<ssize_t>(packet.size()));
         close(ends[0]);
         pipes_.push_back(ends[1]);
     }
