@@ -43,10 +43,10 @@ constexpr SettingsWatch settings_watches[] = {
 };
 
 /* A setting that cannot be watched is simply not followed. */
-void register_watches(int32_t *registration) {
+void register_watches(int32_t *reg_id) {
     for (const SettingsWatch &watch : settings_watches) {
-        if (!libmortox_register_notification(settings_handle, watch.name_space, "default", watch.key,
-                                             registration, watch.handler, nullptr, -1, 0)) {
+        if (!libmortox_register_notification(settings_handle, watch.name_space, "default", watch.key, reg_id,
+                                             watch.handler, nullptr, -1, 0)) {
             log_err("register %s faild.\n", watch.name_in_message);
         }
     }
@@ -104,8 +104,8 @@ void *ipc_thread(void * /*argument*/) {
         log_warning("prctl setname failed\n");
     }
     settings_handle = libmortoxev_config_open(loop, 0);
-    int32_t registration = -1;
-    register_watches(&registration);
+    int32_t reg_id = -1;
+    register_watches(&reg_id);
     const int listen_fd = ipc_server_create();
     if (listen_fd < 0) {
         return nullptr; // with nothing torn down: the connection to the store stays open
